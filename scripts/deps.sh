@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages Lunelo needs to build, run and test, when any is missing.
+# Usage: scripts/deps.sh [run|test]   (test adds the X server, window manager and media tools)
+set -euo pipefail
+
+build=(cmake g++ ninja-build pkg-config
+    qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins qt6-declarative-dev libqt6opengl6-dev qt6-svg-dev
+    qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-templates
+    qml6-module-qtquick-layouts qml6-module-qtquick-window qml6-module-qtqml-workerscript
+    qml6-module-qtquick-shapes
+    libmpv-dev libglib2.0-dev libglib2.0-bin shared-mime-info xdg-utils
+    fonts-dejavu-core libgl1-mesa-dri ffmpeg)
+testing=(xvfb xauth xdotool openbox dbus x11-xkb-utils imagemagick mpv
+    desktop-file-utils appstream)
+
+wanted=("${build[@]}")
+if [ "${1:-run}" = test ]; then
+    wanted+=("${testing[@]}")
+fi
+
+missing=()
+for p in "${wanted[@]}"; do
+    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+        missing+=("$p")
+    fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "Installing: ${missing[*]}"
+sudo=()
+[ "$(id -u)" -ne 0 ] && sudo=(sudo)
+export DEBIAN_FRONTEND=noninteractive
+"${sudo[@]}" apt-get update
+"${sudo[@]}" apt-get install -y "${missing[@]}"

@@ -1,0 +1,111 @@
+#include "luneloapp.h"
+
+#include "appdelegate.h"
+#include "commands.h"
+#include "mpvengine.h"
+#include "preferences.h"
+#include "singleinstance.h"
+#include "trace.h"
+
+#include <QCommandLineParser>
+#include <QDir>
+#include <QGuiApplication>
+#include <QQmlEngine>
+#include <QQuickView>
+#include <QScreen>
+#include <QtQml/QQmlExtensionPlugin>
+
+Q_IMPORT_QML_PLUGIN(LuneloPlugin)
+
+namespace {
+
+// Logs the session's state changes for tests and benchmarks (see Trace).
+void traceSession(PlaybackSession &session)
+{
+    if (!Trace::enabled())
+        return;
+    QObject::connect(&session, &PlaybackSession::urlChanged, &session,
+                     [&session] { Trace::event("url", session.url().toLocalFile()); });
+    QObject::connect(&session, &PlaybackSession::isReadyChanged, &session, [&session] {
+        if (session.isReady())
+            Trace::event("ready");
+    });
+    QObject::connect(&session, &PlaybackSession::durationChanged, &session, [&session] {
+        Trace::event("duration", QString::number(session.duration(), 'f', 3));
+    });
+    QObject::connect(&session, &PlaybackSession::isPlayingChanged, &session, [&session] {
+        Trace::event(session.isPlaying() ? "playing" : "paused",
+                     QString::number(session.currentTime(), 'f', 3));
+    });
+    QObject::connect(&session, &PlaybackSession::videoSizeChanged, &session, [&session] {
+        const QSizeF s = session.videoSize();
+        Trace::event("video-size", QStringLiteral("%1x%2").arg(s.width()).arg(s.height()));
+    });
+    QObject::connect(&session, &PlaybackSession::errorMessageChanged, &session,
+                     [&session] { Trace::event("error", session.errorMessage()); });
+}
+
+} // namespace
+
+struct LuneloApp::Parts {
+    std::unique_ptr<Preferences> preferences = createStandardPreferences();
+    MpvEngine engine{MpvEngine::Options{.drawsVideo = true, .audioOutput = {}}};
+    Commands commands;
+    AppDelegate delegate{engine, *preferences, commands};
+    QQmlEngine qml;
+    std::unique_ptr<QQuickView> view;
+};
+
+LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
+    : m_parts(std::make_unique<Parts>())
+{
+    Parts &p = *m_parts;
+    AppDelegate &delegate = p.delegate;
+    traceSession(delegate.session());
+
+    p.view = std::make_unique<QQuickView>(&p.qml, nullptr);
+    p.view->setTitle(QStringLiteral("Lunelo"));
+    p.view->setColor(Qt::black);
+    p.view->setResizeMode(QQuickView::SizeRootObjectToView);
+    p.view->setInitialProperties({
+        {QStringLiteral("session"), QVariant::fromValue(&delegate.session())},
+        {QStringLiteral("commands"), QVariant::fromValue(&p.commands)},
+    });
+    p.view->setSource(QUrl(QStringLiteral("qrc:/Lunelo/ContentView.qml")));
+
+    // The default player frame: 980 wide, at most 640 high, centred on the screen.
+    const QRect visible =
+        p.view->screen() ? p.view->screen()->availableGeometry() : QRect(0, 0, 1440, 900);
+    const int height = std::min(visible.height() - 48, 640);
+    p.view->setMinimumSize(QSize(480, 320));
+    p.view->setGeometry(
+        QRect(visible.center().x() - 490, visible.center().y() - height / 2, 980, height));
+    p.view->show();
+
+    delegate.applicationDidFinishLaunching();
+    QObject::connect(&instance, &SingleInstance::openRequested, &delegate, &AppDelegate::openUrls);
+    QObject::connect(&instance, &SingleInstance::reopenRequested, &delegate, [this] {
+        m_parts->delegate.applicationShouldHandleReopen(
+            m_parts->view->isVisible() &&
+            !m_parts->view->windowStates().testFlag(Qt::WindowMinimized));
+    });
+    delegate.openUrls(launchFiles);
+}
+
+LuneloApp::~LuneloApp() = default;
+
+QList<QUrl> filesFromArguments(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.addPositionalArgument(QStringLiteral("files"), QStringLiteral("Videos to open."));
+    parser.parse(arguments);
+    QList<QUrl> files;
+    for (const QString &argument : parser.positionalArguments()) {
+        const QUrl url(argument);
+        if (url.isLocalFile())
+            files << url;
+        else
+            files << QUrl::fromLocalFile(QDir::current().absoluteFilePath(argument));
+    }
+    return files;
+}

@@ -1,0 +1,138 @@
+#pragma once
+
+#include <QObject>
+#include <QSizeF>
+#include <QString>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+// The media engine: a player for one file, with the observable quantities and callbacks the
+// playback session reacts to. One MediaPlayer plays exactly one item, for its whole life; a new
+// file gets a new player. That makes "the player this callback was made for" a plain identity
+// check: a callback of a replaced player never reaches its successor.
+//
+// Threading: every function of MediaPlayer is called on the GUI thread and never blocks on the
+// engine; every signal and completion is delivered on the GUI thread, from the event loop (never
+// synchronously from inside the call that caused it). The only exception is
+// createVideoRenderer(), which the picture surface calls on its render thread.
+//
+// Units: times in seconds, sizes in video pixels (the picture's display size), rates as playback
+// speed factors (1 = normal), volume from 0 to 1.
+
+// Why an item failed. Descriptions are short Portuguese sentences, ready for the error banner.
+struct MediaError {
+    enum class Code {
+        Unknown,
+        FileNotFound,
+        NoPermissionToRead, // the process may not read the file (EACCES, EPERM)
+        UnrecognizedFormat,
+        NothingToPlay,     // a container without any video or audio we can decode
+        UnsupportedSource, // a playlist, a manifest or a protocol other than a plain file
+    };
+    Code code = Code::Unknown;
+    QString description;
+};
+
+// What the engine knows of the item's first video track, in the terms the session needs for the
+// rotated display size and the frame duration.
+struct VideoTrack {
+    QSizeF naturalSize;          // display size before rotation; 0 × 0 when unknown
+    int rotation = 0;            // clockwise degrees the picture is turned for display
+    double nominalFrameRate = 0; // frames per second declared by the container; 0 when unknown
+    double minFrameDuration = 0; // seconds between the closest two frames; 0 when unknown
+};
+
+// Draws the player's current picture into an OpenGL framebuffer. Render thread only; created and
+// destroyed there with the scene's OpenGL context current.
+class VideoRenderer {
+public:
+    virtual ~VideoRenderer() = default;
+    // Draws the newest frame into framebuffer object `fbo` of `pixelSize` device pixels.
+    virtual void render(unsigned fbo, QSize pixelSize) = 0;
+};
+
+class MediaPlayer : public QObject {
+    Q_OBJECT
+public:
+    enum class Status {
+        Unknown,
+        ReadyToPlay,
+        Failed,
+    };
+    Q_ENUM(Status)
+
+    enum class SeekMode {
+        Exact,       // lands on the first frame at or after the target
+        Approximate, // lands on a nearby key frame, quickly
+    };
+
+    ~MediaPlayer() override = default;
+
+    [[nodiscard]] virtual QUrl url() const = 0;
+    [[nodiscard]] virtual Status status() const = 0;
+    // Set once the status is Failed.
+    [[nodiscard]] virtual std::optional<MediaError> error() const = 0;
+    // Display size of the picture after rotation; 0 × 0 while unknown.
+    [[nodiscard]] virtual QSizeF presentationSize() const = 0;
+    // Seconds; 0 while unknown, may be infinite for endless streams.
+    [[nodiscard]] virtual double duration() const = 0;
+    // The playhead in seconds; during a seek, the seek's target.
+    [[nodiscard]] virtual double currentTime() const = 0;
+
+    // Playback speed, 0 while paused. Setting a positive rate plays at that rate; 0 pauses.
+    // The value reads back at once; the engine itself may later pause (at the end of the item),
+    // which reads as 0 from then on.
+    [[nodiscard]] virtual float rate() const = 0;
+    virtual void setRate(float rate) = 0;
+    void pause() { setRate(0.0f); }
+
+    virtual void setVolume(float volume) = 0;
+    virtual void setMuted(bool muted) = 0;
+
+    // Moves the playhead to `seconds`. `completion` runs exactly once, on the GUI thread, when
+    // the engine shows the target (or gave up on it); seeks sent before a completion arrives
+    // complete with it. A player destroyed first never runs its pending completions.
+    virtual void seek(double seconds, SeekMode mode, std::function<void()> completion) = 0;
+
+    // The first video track as far as it is known now; nothing while loading or without video.
+    [[nodiscard]] virtual std::optional<VideoTrack> videoTrack() const = 0;
+    // Calls `done` once, on the GUI thread, when the first video track is known: with the track,
+    // or with nothing when the item has no video or failed to load.
+    virtual void loadVideoTrack(std::function<void(std::optional<VideoTrack>)> done) = 0;
+
+    // The part of the picture shown: `scale` times the fitted picture, its centre moved by
+    // `panX` and `panY` times the scaled picture's width and height. Applied at once.
+    virtual void setVideoZoom(double scale, double panX, double panY) = 0;
+
+    // Render thread: a renderer for this player's picture, or nothing when the engine draws no
+    // video (as in tests). `frameReady` may be called on any thread when a new frame waits.
+    virtual std::unique_ptr<VideoRenderer> createVideoRenderer(std::function<void()> frameReady)
+    {
+        Q_UNUSED(frameReady)
+        return nullptr;
+    }
+
+signals:
+    void statusChanged();
+    void presentationSizeChanged();
+    void durationChanged();
+    // About 30 times a second while playing, and once whenever the playhead jumps or playback
+    // starts or stops. Carries the playhead in seconds.
+    void tick(double seconds);
+    // The item played to its end; the player has paused itself on the last frame.
+    void reachedEnd();
+
+protected:
+    using QObject::QObject;
+};
+
+class MediaEngine {
+public:
+    virtual ~MediaEngine() = default;
+    // A new player for the file at `url`. Loading starts at once (or as soon as the player's
+    // picture has somewhere to go); the result is reported through statusChanged.
+    virtual std::unique_ptr<MediaPlayer> createPlayer(const QUrl &url) = 0;
+};

@@ -1,0 +1,743 @@
+#include "mpvengine.h"
+
+#include "trace.h"
+
+#include <QFileInfo>
+#include <QLoggingCategory>
+#include <QMetaObject>
+#include <QOpenGLContext>
+
+#include <mpv/client.h>
+#include <mpv/render_gl.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cmath>
+#include <condition_variable>
+#include <fcntl.h>
+#include <mutex>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+Q_LOGGING_CATEGORY(lcMpv, "lunelo.mpv")
+
+namespace {
+
+// Destroys mpv cores off the GUI thread: mpv_terminate_destroy() waits for the core to wind
+// down its threads and outputs. The threads are joined when the process exits.
+class Reaper {
+public:
+    static Reaper &instance()
+    {
+        static Reaper reaper;
+        return reaper;
+    }
+
+    void destroy(mpv_handle *handle)
+    {
+        std::lock_guard lock(m_mutex);
+        m_threads.emplace_back([handle] { mpv_terminate_destroy(handle); });
+    }
+
+    ~Reaper()
+    {
+        std::vector<std::thread> threads;
+        {
+            std::lock_guard lock(m_mutex);
+            threads.swap(m_threads);
+        }
+        for (auto &t : threads)
+            t.join();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::vector<std::thread> m_threads;
+};
+
+// One mpv core, shared by its player (GUI thread) and its renderer (render thread); the core is
+// destroyed when both let go, so the render context is always freed before its core.
+struct MpvCore {
+    mpv_handle *handle = nullptr;
+    ~MpvCore()
+    {
+        if (handle)
+            Reaper::instance().destroy(handle);
+    }
+};
+
+// Sent by the renderer to its own core once the render context exists, so the player learns on
+// the GUI thread, in order with the core's other events, that video output can start.
+constexpr const char *kVideoOutputMessage = "lunelo-video-output";
+
+enum class Reply : uint64_t {
+    None = 0,
+    SetPause,
+    LoadedDuration,
+    LoadedVideoTrack,
+    FirstSeekId = 1000, // seek commands carry their own ids from here on
+};
+
+enum class Prop : uint64_t {
+    Duration = 1,
+    TimePos,
+    VideoParams,
+    Pause,
+    EofReached,
+    ContainerFps,
+    EstimatedFps,
+};
+
+struct ObservedProperty {
+    Prop id;
+    const char *name;
+    mpv_format format;
+};
+
+constexpr ObservedProperty kObserved[] = {
+    {Prop::Duration, "duration", MPV_FORMAT_DOUBLE},
+    {Prop::TimePos, "time-pos", MPV_FORMAT_DOUBLE},
+    {Prop::VideoParams, "video-params", MPV_FORMAT_NODE},
+    {Prop::Pause, "pause", MPV_FORMAT_FLAG},
+    {Prop::EofReached, "eof-reached", MPV_FORMAT_FLAG},
+    {Prop::ContainerFps, "container-fps", MPV_FORMAT_DOUBLE},
+    {Prop::EstimatedFps, "estimated-vf-fps", MPV_FORMAT_DOUBLE},
+};
+
+// Options that make a core a quiet, self-contained player of one local file.
+constexpr std::pair<const char *, const char *> kCoreOptions[] = {
+    {"config", "no"},
+    {"load-scripts", "no"},
+    {"osc", "no"},
+    {"ytdl", "no"},
+    {"load-stats-overlay", "no"},
+    {"load-osd-console", "no"},
+    {"load-auto-profiles", "no"},
+    {"input-default-bindings", "no"},
+    {"input-vo-keyboard", "no"},
+    {"terminal", "no"},
+    {"osd-level", "0"},
+    {"sub-auto", "no"},
+    {"cover-art-auto", "no"},
+    {"idle", "yes"},
+    // The player stops on the last frame at the end and reports it (eof-reached).
+    {"keep-open", "yes"},
+    {"keep-open-pause", "yes"},
+    // Nothing plays until the session asks for a rate.
+    {"pause", "yes"},
+    {"keepaspect", "yes"},
+    {"scale", "bilinear"},
+    {"dscale", "bilinear"},
+    {"cscale", "bilinear"},
+};
+
+QByteArray number(double value)
+{
+    return QByteArray::number(value, 'f', 6);
+}
+
+double mapDouble(const mpv_node_list *map, const char *key)
+{
+    for (int i = 0; map && i < map->num; ++i) {
+        if (qstrcmp(map->keys[i], key) != 0)
+            continue;
+        const mpv_node &n = map->values[i];
+        if (n.format == MPV_FORMAT_INT64)
+            return double(n.u.int64);
+        if (n.format == MPV_FORMAT_DOUBLE)
+            return n.u.double_;
+    }
+    return 0;
+}
+
+// The error the user sees for a file that did not load. The file itself is asked first: a
+// vanished or unreadable file says so, whatever the demuxer made of it.
+MediaError describeFailure(const QString &path, int mpvError)
+{
+    using Code = MediaError::Code;
+    if (path.isEmpty())
+        return {Code::UnsupportedSource,
+                QStringLiteral("Este endereço não é um arquivo de vídeo.")};
+    if (!QFileInfo::exists(path))
+        return {Code::FileNotFound,
+                QStringLiteral("O vídeo não foi encontrado. Ele pode ter sido movido ou apagado.")};
+    const QByteArray native = QFile::encodeName(path);
+    const int fd = ::open(native.constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0 && (errno == EACCES || errno == EPERM))
+        return {Code::NoPermissionToRead, QStringLiteral("Sem permissão para ler este vídeo.")};
+    if (fd >= 0)
+        ::close(fd);
+    switch (mpvError) {
+    case MPV_ERROR_UNKNOWN_FORMAT:
+        return {Code::UnrecognizedFormat,
+                QStringLiteral("O formato deste arquivo não é reconhecido.")};
+    case MPV_ERROR_NOTHING_TO_PLAY:
+        return {Code::NothingToPlay,
+                QStringLiteral("Este arquivo não tem imagem nem som que o Lunelo consiga "
+                               "reproduzir.")};
+    default:
+        return {Code::Unknown, QStringLiteral("Não foi possível abrir este vídeo.")};
+    }
+}
+
+void *glProcAddress(void *, const char *name)
+{
+    QOpenGLContext *context = QOpenGLContext::currentContext();
+    return context ? reinterpret_cast<void *>(context->getProcAddress(name)) : nullptr;
+}
+
+class MpvVideoRenderer final : public VideoRenderer {
+public:
+    MpvVideoRenderer(std::shared_ptr<MpvCore> core, std::function<void()> frameReady)
+        : m_core(std::move(core))
+        , m_frameReady(std::move(frameReady))
+    {
+    }
+
+    ~MpvVideoRenderer() override
+    {
+        if (m_context) {
+            mpv_render_context_set_update_callback(m_context, nullptr, nullptr);
+            mpv_render_context_free(m_context);
+        }
+    }
+
+    void render(unsigned fbo, QSize pixelSize) override
+    {
+        if (!m_triedCreate)
+            create();
+        if (!m_context)
+            return;
+        const uint64_t flags = mpv_render_context_update(m_context);
+        if ((flags & MPV_RENDER_UPDATE_FRAME) && !m_drewFrame) {
+            m_drewFrame = true;
+            Trace::event("first-frame");
+        }
+        mpv_opengl_fbo target{int(fbo), pixelSize.width(), pixelSize.height(), 0};
+        int flipY = 0; // a framebuffer object, already top-down for Qt
+        mpv_render_param params[] = {
+            {MPV_RENDER_PARAM_OPENGL_FBO, &target},
+            {MPV_RENDER_PARAM_FLIP_Y, &flipY},
+            {MPV_RENDER_PARAM_INVALID, nullptr},
+        };
+        mpv_render_context_render(m_context, params);
+    }
+
+private:
+    void create()
+    {
+        m_triedCreate = true;
+        mpv_opengl_init_params gl{glProcAddress, nullptr};
+        const char *api = MPV_RENDER_API_TYPE_OPENGL;
+        mpv_render_param params[] = {
+            {MPV_RENDER_PARAM_API_TYPE, const_cast<char *>(api)},
+            {MPV_RENDER_PARAM_OPENGL_INIT_PARAMS, &gl},
+            {MPV_RENDER_PARAM_INVALID, nullptr},
+        };
+        if (mpv_render_context_create(&m_context, m_core->handle, params) < 0) {
+            qCWarning(lcMpv) << "could not create the video renderer";
+            m_context = nullptr;
+        } else {
+            mpv_render_context_set_update_callback(
+                m_context,
+                [](void *self) { static_cast<MpvVideoRenderer *>(self)->m_frameReady(); }, this);
+        }
+        // Without a renderer the file still loads, and plays its sound.
+        const char *cmd[] = {"script-message", kVideoOutputMessage, nullptr};
+        mpv_command_async(m_core->handle, 0, cmd);
+    }
+
+    std::shared_ptr<MpvCore> m_core;
+    std::function<void()> m_frameReady;
+    mpv_render_context *m_context = nullptr;
+    bool m_triedCreate = false;
+    bool m_drewFrame = false;
+};
+
+class MpvPlayer final : public MediaPlayer {
+public:
+    MpvPlayer(const QUrl &url, const MpvEngine::Options &options)
+        : m_url(url)
+        , m_path(url.isLocalFile() ? url.toLocalFile() : QString())
+        , m_drawsVideo(options.drawsVideo)
+        , m_core(std::make_shared<MpvCore>())
+    {
+        mpv_handle *h = mpv_create();
+        m_core->handle = h;
+        if (!h) {
+            failLater(MPV_ERROR_NOMEM);
+            return;
+        }
+        for (const auto &[name, value] : kCoreOptions)
+            mpv_set_option_string(h, name, value);
+        mpv_set_option_string(h, "vo", m_drawsVideo ? "libmpv" : "null");
+        if (!options.audioOutput.isEmpty())
+            mpv_set_option_string(h, "ao", options.audioOutput.constData());
+        mpv_request_log_messages(h, "error");
+        mpv_set_wakeup_callback(h, &MpvPlayer::wakeup, this);
+        if (mpv_initialize(h) < 0) {
+            failLater(MPV_ERROR_UNINITIALIZED);
+            return;
+        }
+        for (const auto &p : kObserved)
+            mpv_observe_property(h, uint64_t(p.id), p.name, p.format);
+        if (m_path.isEmpty())
+            failLater(MPV_ERROR_LOADING_FAILED);
+        else if (!m_drawsVideo)
+            load();
+    }
+
+    ~MpvPlayer() override
+    {
+        if (mpv_handle *h = m_core->handle) {
+            mpv_set_wakeup_callback(h, nullptr, nullptr);
+            const char *cmd[] = {"stop", nullptr};
+            mpv_command_async(h, 0, cmd);
+        }
+    }
+
+    QUrl url() const override { return m_url; }
+    Status status() const override { return m_status; }
+    std::optional<MediaError> error() const override { return m_error; }
+    QSizeF presentationSize() const override { return m_presentationSize; }
+    double duration() const override { return m_duration; }
+    double currentTime() const override { return m_time; }
+    float rate() const override { return m_paused ? 0.0f : m_speed; }
+
+    void setRate(float rate) override
+    {
+        if (!m_core->handle)
+            return;
+        if (rate > 0) {
+            if (rate != m_speed) {
+                m_speed = rate;
+                double speed = rate;
+                mpv_set_property_async(m_core->handle, 0, "speed", MPV_FORMAT_DOUBLE, &speed);
+            }
+            setPaused(false);
+        } else {
+            setPaused(true);
+        }
+    }
+
+    void setVolume(float volume) override
+    {
+        double v = std::clamp(double(volume), 0.0, 1.0) * 100.0;
+        if (m_core->handle)
+            mpv_set_property_async(m_core->handle, 0, "volume", MPV_FORMAT_DOUBLE, &v);
+    }
+
+    void setMuted(bool muted) override
+    {
+        int flag = muted ? 1 : 0;
+        if (m_core->handle)
+            mpv_set_property_async(m_core->handle, 0, "mute", MPV_FORMAT_FLAG, &flag);
+    }
+
+    void seek(double seconds, SeekMode mode, std::function<void()> completion) override
+    {
+        const uint64_t id = m_nextSeekId++;
+        m_seeksSent.push_back({id, std::move(completion)});
+        m_time = seconds;
+        const QByteArray target = number(seconds);
+        const char *flags = mode == SeekMode::Exact ? "absolute+exact" : "absolute+keyframes";
+        const char *cmd[] = {"seek", target.constData(), flags, nullptr};
+        if (!m_core->handle || mpv_command_async(m_core->handle, id, cmd) < 0)
+            finishSeek(id);
+    }
+
+    std::optional<VideoTrack> videoTrack() const override { return m_track; }
+
+    void loadVideoTrack(std::function<void(std::optional<VideoTrack>)> done) override
+    {
+        if (m_trackSettled) {
+            QMetaObject::invokeMethod(
+                this, [done = std::move(done), track = m_track] { done(track); },
+                Qt::QueuedConnection);
+            return;
+        }
+        m_trackWaiters.push_back(std::move(done));
+    }
+
+    void setVideoZoom(double scale, double panX, double panY) override
+    {
+        mpv_handle *h = m_core->handle;
+        if (!h)
+            return;
+        double zoom = std::log2(std::max(scale, 1e-6));
+        if (zoom != m_zoom) {
+            m_zoom = zoom;
+            mpv_set_property_async(h, 0, "video-zoom", MPV_FORMAT_DOUBLE, &zoom);
+        }
+        if (panX != m_panX) {
+            m_panX = panX;
+            mpv_set_property_async(h, 0, "video-pan-x", MPV_FORMAT_DOUBLE, &panX);
+        }
+        if (panY != m_panY) {
+            m_panY = panY;
+            mpv_set_property_async(h, 0, "video-pan-y", MPV_FORMAT_DOUBLE, &panY);
+        }
+    }
+
+    std::unique_ptr<VideoRenderer> createVideoRenderer(std::function<void()> frameReady) override
+    {
+        if (!m_drawsVideo || !m_core->handle)
+            return nullptr;
+        return std::make_unique<MpvVideoRenderer>(m_core, std::move(frameReady));
+    }
+
+private:
+    struct PendingSeek {
+        uint64_t id;
+        std::function<void()> completion;
+    };
+
+    static void wakeup(void *self)
+    {
+        auto *player = static_cast<MpvPlayer *>(self);
+        if (player->m_wakeupPosted.exchange(true))
+            return;
+        QMetaObject::invokeMethod(player, &MpvPlayer::drainEvents, Qt::QueuedConnection);
+    }
+
+    void load()
+    {
+        if (m_loadRequested)
+            return;
+        m_loadRequested = true;
+        const QByteArray path = QFile::encodeName(m_path);
+        const char *cmd[] = {"loadfile", path.constData(), "replace", nullptr};
+        mpv_command_async(m_core->handle, 0, cmd);
+        Trace::event("load", m_path);
+    }
+
+    void drainEvents()
+    {
+        m_wakeupPosted = false;
+        mpv_handle *h = m_core->handle;
+        while (h) {
+            mpv_event *event = mpv_wait_event(h, 0);
+            if (event->event_id == MPV_EVENT_NONE)
+                break;
+            handle(*event);
+        }
+    }
+
+    void handle(const mpv_event &event)
+    {
+        switch (event.event_id) {
+        case MPV_EVENT_PROPERTY_CHANGE:
+            propertyChanged(Prop(event.reply_userdata),
+                            *static_cast<mpv_event_property *>(event.data));
+            break;
+        case MPV_EVENT_FILE_LOADED: {
+            // Ready once the duration is in hand, so that readiness and length arrive together.
+            mpv_get_property_async(m_core->handle, uint64_t(Reply::LoadedDuration), "duration",
+                                   MPV_FORMAT_DOUBLE);
+            mpv_get_property_async(m_core->handle, uint64_t(Reply::LoadedVideoTrack), "vid",
+                                   MPV_FORMAT_NODE);
+            break;
+        }
+        case MPV_EVENT_GET_PROPERTY_REPLY:
+            propertyReply(Reply(event.reply_userdata), event.error,
+                          *static_cast<mpv_event_property *>(event.data));
+            break;
+        case MPV_EVENT_SET_PROPERTY_REPLY:
+            if (Reply(event.reply_userdata) == Reply::SetPause && m_pendingPauseSets > 0)
+                --m_pendingPauseSets;
+            break;
+        case MPV_EVENT_COMMAND_REPLY:
+            if (event.reply_userdata >= uint64_t(Reply::FirstSeekId))
+                seekAccepted(event.reply_userdata, event.error);
+            break;
+        case MPV_EVENT_PLAYBACK_RESTART:
+            completeAcceptedSeeks();
+            emit tick(m_time);
+            break;
+        case MPV_EVENT_END_FILE: {
+            const auto *end = static_cast<mpv_event_end_file *>(event.data);
+            if (end->reason == MPV_END_FILE_REASON_ERROR)
+                fail(end->error);
+            else if (end->reason == MPV_END_FILE_REASON_REDIRECT)
+                failRedirect();
+            break;
+        }
+        case MPV_EVENT_CLIENT_MESSAGE: {
+            const auto *msg = static_cast<mpv_event_client_message *>(event.data);
+            if (msg->num_args >= 1 && qstrcmp(msg->args[0], kVideoOutputMessage) == 0)
+                videoOutputReady();
+            break;
+        }
+        case MPV_EVENT_LOG_MESSAGE: {
+            const auto *msg = static_cast<mpv_event_log_message *>(event.data);
+            qCWarning(lcMpv).noquote() << msg->prefix << QString::fromUtf8(msg->text).trimmed();
+            break;
+        }
+        default:
+            break;
+        }
+    }
+
+    void propertyChanged(Prop id, const mpv_event_property &p)
+    {
+        const bool has = p.format != MPV_FORMAT_NONE && p.data;
+        switch (id) {
+        case Prop::Duration: {
+            const double d = has ? *static_cast<double *>(p.data) : 0.0;
+            if (m_status == Status::ReadyToPlay && d != m_duration) {
+                m_duration = d;
+                emit durationChanged();
+            }
+            break;
+        }
+        case Prop::TimePos: {
+            if (!has || !m_seeksSent.empty() || !m_seeksAccepted.empty())
+                break; // while seeking, the playhead reads as the seek's target
+            m_time = *static_cast<double *>(p.data);
+            // The engine reports every frame; the session wants about 30 reports a second.
+            if (std::abs(m_time - m_lastTick) >= 1.0 / 30.0 - 1e-3) {
+                m_lastTick = m_time;
+                emit tick(m_time);
+            }
+            break;
+        }
+        case Prop::VideoParams:
+            videoParamsChanged(has ? static_cast<mpv_node *>(p.data) : nullptr);
+            break;
+        case Prop::Pause: {
+            if (!has || m_pendingPauseSets > 0)
+                break; // an older state; the newer one we asked for is on its way
+            const bool paused = *static_cast<int *>(p.data) != 0;
+            if (paused != m_paused) {
+                m_paused = paused;
+                m_lastTick = m_time;
+                emit tick(m_time);
+            }
+            break;
+        }
+        case Prop::EofReached:
+            if (has && *static_cast<int *>(p.data)) {
+                m_paused = true;
+                m_lastTick = m_time;
+                emit tick(m_time);
+                emit reachedEnd();
+            }
+            break;
+        case Prop::ContainerFps:
+            m_containerFps = has ? *static_cast<double *>(p.data) : 0.0;
+            updateTrack();
+            break;
+        case Prop::EstimatedFps:
+            m_estimatedFps = has ? *static_cast<double *>(p.data) : 0.0;
+            updateTrack();
+            break;
+        }
+    }
+
+    void propertyReply(Reply id, int error, const mpv_event_property &p)
+    {
+        const bool has = error >= 0 && p.format != MPV_FORMAT_NONE && p.data;
+        if (id == Reply::LoadedDuration) {
+            if (m_status != Status::Unknown)
+                return;
+            m_duration = has ? *static_cast<double *>(p.data) : 0.0;
+            m_status = Status::ReadyToPlay;
+            Trace::event("loaded", number(m_duration));
+            emit statusChanged();
+            emit durationChanged();
+        } else if (id == Reply::LoadedVideoTrack) {
+            const auto *node = has ? static_cast<mpv_node *>(p.data) : nullptr;
+            const bool hasVideo = node && node->format == MPV_FORMAT_INT64;
+            if (!hasVideo)
+                settleTrack();
+        }
+    }
+
+    void videoParamsChanged(const mpv_node *node)
+    {
+        if (!node || node->format != MPV_FORMAT_NODE_MAP)
+            return;
+        const mpv_node_list *map = node->u.list;
+        const double dw = mapDouble(map, "dw");
+        const double dh = mapDouble(map, "dh");
+        const int rotate = int(mapDouble(map, "rotate")) % 360;
+        if (dw <= 0 || dh <= 0)
+            return;
+        m_naturalSize = QSizeF(dw, dh);
+        m_rotation = rotate;
+        const QSizeF shown = (rotate == 90 || rotate == 270) ? QSizeF(dh, dw) : QSizeF(dw, dh);
+        updateTrack();
+        if (shown != m_presentationSize) {
+            m_presentationSize = shown;
+            emit presentationSizeChanged();
+        }
+        settleTrack();
+    }
+
+    void updateTrack()
+    {
+        if (m_naturalSize.isEmpty())
+            return;
+        m_track = VideoTrack{m_naturalSize, m_rotation, m_containerFps,
+                             m_estimatedFps > 0 ? 1.0 / m_estimatedFps : 0.0};
+    }
+
+    void settleTrack()
+    {
+        if (m_trackSettled)
+            return;
+        m_trackSettled = true;
+        auto waiters = std::exchange(m_trackWaiters, {});
+        for (auto &done : waiters)
+            done(m_track);
+    }
+
+    void seekAccepted(uint64_t id, int error)
+    {
+        auto it = std::find_if(m_seeksSent.begin(), m_seeksSent.end(),
+                               [id](const PendingSeek &s) { return s.id == id; });
+        if (it == m_seeksSent.end())
+            return;
+        PendingSeek seek = std::move(*it);
+        m_seeksSent.erase(it);
+        if (error < 0) {
+            if (seek.completion)
+                seek.completion();
+            return;
+        }
+        m_seeksAccepted.push_back(std::move(seek));
+    }
+
+    // A seek the core never took: complete it from the event loop, like any other.
+    void finishSeek(uint64_t id)
+    {
+        QMetaObject::invokeMethod(
+            this, [this, id] { seekAccepted(id, MPV_ERROR_GENERIC); }, Qt::QueuedConnection);
+    }
+
+    void completeAcceptedSeeks()
+    {
+        auto done = std::exchange(m_seeksAccepted, {});
+        for (auto &seek : done) {
+            if (seek.completion)
+                seek.completion();
+        }
+    }
+
+    void setPaused(bool paused)
+    {
+        int flag = paused ? 1 : 0;
+        ++m_pendingPauseSets;
+        mpv_set_property_async(m_core->handle, uint64_t(Reply::SetPause), "pause", MPV_FORMAT_FLAG,
+                               &flag);
+        if (paused != m_paused) {
+            m_paused = paused;
+            m_lastTick = m_time;
+            QMetaObject::invokeMethod(
+                this, [this] { emit tick(m_time); }, Qt::QueuedConnection);
+        }
+    }
+
+    void videoOutputReady()
+    {
+        if (!m_loadRequested) {
+            load();
+        } else if (m_status == Status::ReadyToPlay) {
+            // A new surface for a file already playing: mpv dropped video when the previous
+            // renderer went away, so select the picture again.
+            const char *cmd[] = {"set", "vid", "auto", nullptr};
+            mpv_command_async(m_core->handle, 0, cmd);
+        }
+    }
+
+    void fail(int mpvError)
+    {
+        if (m_status == Status::Failed)
+            return;
+        m_error = describeFailure(m_path, mpvError);
+        m_status = Status::Failed;
+        m_paused = true;
+        Trace::event("failed", m_error->description);
+        settleTrack();
+        completeAllSeeks();
+        emit statusChanged();
+    }
+
+    void failRedirect()
+    {
+        // A playlist or manifest named like a video: never follow it.
+        const char *cmd[] = {"stop", nullptr};
+        mpv_command_async(m_core->handle, 0, cmd);
+        if (m_status == Status::Failed)
+            return;
+        m_error = MediaError{MediaError::Code::UnsupportedSource,
+                             QStringLiteral("Este arquivo é uma lista de reprodução, não um "
+                                            "vídeo.")};
+        m_status = Status::Failed;
+        m_paused = true;
+        Trace::event("failed", m_error->description);
+        settleTrack();
+        completeAllSeeks();
+        emit statusChanged();
+    }
+
+    void failLater(int mpvError)
+    {
+        QMetaObject::invokeMethod(
+            this, [this, mpvError] { fail(mpvError); }, Qt::QueuedConnection);
+    }
+
+    void completeAllSeeks()
+    {
+        auto sent = std::exchange(m_seeksSent, {});
+        for (auto &seek : sent)
+            m_seeksAccepted.push_back(std::move(seek));
+        completeAcceptedSeeks();
+    }
+
+    const QUrl m_url;
+    const QString m_path;
+    const bool m_drawsVideo;
+    std::shared_ptr<MpvCore> m_core;
+    std::atomic_bool m_wakeupPosted = false;
+
+    Status m_status = Status::Unknown;
+    std::optional<MediaError> m_error;
+    QSizeF m_presentationSize;
+    double m_duration = 0;
+    double m_time = 0;
+    double m_lastTick = 0;
+    bool m_paused = true;
+    float m_speed = 1.0f;
+    int m_pendingPauseSets = 0;
+    bool m_loadRequested = false;
+
+    uint64_t m_nextSeekId = uint64_t(Reply::FirstSeekId);
+    std::vector<PendingSeek> m_seeksSent;     // sent, not yet taken by the core
+    std::vector<PendingSeek> m_seeksAccepted; // taken, complete at the next restart
+
+    QSizeF m_naturalSize;
+    int m_rotation = 0;
+    double m_containerFps = 0;
+    double m_estimatedFps = 0;
+    std::optional<VideoTrack> m_track;
+    bool m_trackSettled = false;
+    std::vector<std::function<void(std::optional<VideoTrack>)>> m_trackWaiters;
+
+    double m_zoom = 0;
+    double m_panX = 0;
+    double m_panY = 0;
+};
+
+} // namespace
+
+MpvEngine::MpvEngine(Options options)
+    : m_options(std::move(options))
+{
+}
+
+std::unique_ptr<MediaPlayer> MpvEngine::createPlayer(const QUrl &url)
+{
+    return std::make_unique<MpvPlayer>(url, m_options);
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "mediaengine.h"
+
+// MediaEngine on libmpv. Each player owns its own mpv core, so that the events of one file can
+// never be mistaken for those of the next; a core is cheap to create (a few milliseconds) and is
+// destroyed on a background thread, because mpv_terminate_destroy() waits for the core to stop.
+class MpvEngine final : public MediaEngine {
+public:
+    struct Options {
+        // False: decode without drawing (mpv's null video output), for tests without a window.
+        // True: the player starts loading once its picture surface has created a renderer,
+        // because mpv's video output can only start when a render context exists.
+        bool drawsVideo = true;
+        // mpv's audio output driver; empty keeps mpv's own choice ("null" in tests).
+        QByteArray audioOutput;
+    };
+
+    explicit MpvEngine(Options options);
+
+    std::unique_ptr<MediaPlayer> createPlayer(const QUrl &url) override;
+
+private:
+    Options m_options;
+};

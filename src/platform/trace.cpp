@@ -1,0 +1,32 @@
+#include "trace.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+namespace Trace {
+
+bool enabled()
+{
+    static const bool on = [] {
+        const char *v = std::getenv("LUNELO_TRACE");
+        return v && *v && !(v[0] == '0' && v[1] == '\0');
+    }();
+    return on;
+}
+
+void event(const char *name, const QString &detail)
+{
+    if (!enabled())
+        return;
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    const double now = double(ts.tv_sec) + double(ts.tv_nsec) / 1e9;
+    const QByteArray text = detail.toUtf8();
+    // One fprintf per line: stdio locks the stream, so lines of different threads never mix.
+    std::fprintf(stderr, "lunelo-trace %.6f %s%s%s\n", now, name, text.isEmpty() ? "" : " ",
+                 text.constData());
+    std::fflush(stderr);
+}
+
+} // namespace Trace

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QString>
+
+// Event log for tests and benchmarks that watch Lunelo from outside. Off unless the environment
+// variable LUNELO_TRACE is set to a non-empty value other than 0; then each event is one line on
+// standard error:
+//     lunelo-trace <CLOCK_MONOTONIC seconds> <event> [detail]
+// Any thread. Costs one branch when off.
+namespace Trace {
+
+[[nodiscard]] bool enabled();
+void event(const char *name, const QString &detail = {});
+
+} // namespace Trace

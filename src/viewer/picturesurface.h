@@ -1,0 +1,64 @@
+#pragma once
+
+#include "mediaengine.h"
+
+#include <QPointer>
+#include <QQuickFramebufferObject>
+#include <QtQml/qqmlregistration.h>
+
+#include <memory>
+
+struct SurfaceLink;
+
+// Shows the picture of one player, fitted into the item and then magnified and moved by the zoom
+// state. It never scales pixels itself: the engine draws the visible part of the picture at the
+// item's full device resolution, with linear filtering, into the item's framebuffer. Every change
+// of size, video size or zoom applies at once, without animation. Made for one player: a new
+// player gets a new surface.
+class PictureSurface : public QQuickFramebufferObject {
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(MediaPlayer *player READ player WRITE setPlayer NOTIFY playerChanged FINAL)
+    Q_PROPERTY(QSizeF videoSize READ videoSize WRITE setVideoSize NOTIFY videoSizeChanged FINAL)
+    Q_PROPERTY(double zoomScale READ zoomScale WRITE setZoomScale NOTIFY zoomScaleChanged FINAL)
+    Q_PROPERTY(QSizeF offset READ offset WRITE setOffset NOTIFY offsetChanged FINAL)
+    // Where the picture lies, in item coordinates; read-only, for tests and tools.
+    Q_PROPERTY(QRectF pictureRect READ pictureRect NOTIFY pictureRectChanged FINAL)
+
+public:
+    explicit PictureSurface(QQuickItem *parent = nullptr);
+    ~PictureSurface() override;
+
+    [[nodiscard]] MediaPlayer *player() const { return m_player; }
+    void setPlayer(MediaPlayer *player);
+    [[nodiscard]] QSizeF videoSize() const { return m_videoSize; }
+    void setVideoSize(QSizeF size);
+    [[nodiscard]] double zoomScale() const { return m_zoomScale; }
+    void setZoomScale(double scale);
+    [[nodiscard]] QSizeF offset() const { return m_offset; }
+    void setOffset(QSizeF offset);
+    [[nodiscard]] QRectF pictureRect() const { return m_pictureRect; }
+
+    Renderer *createRenderer() const override;
+
+signals:
+    void playerChanged();
+    void videoSizeChanged();
+    void zoomScaleChanged();
+    void offsetChanged();
+    void pictureRectChanged();
+
+protected:
+    void geometryChange(const QRectF &newGeometry, const QRectF &oldGeometry) override;
+
+private:
+    friend class SurfaceRenderer;
+    void layoutPlayer();
+
+    QPointer<MediaPlayer> m_player;
+    QSizeF m_videoSize;
+    double m_zoomScale = 1.0;
+    QSizeF m_offset;
+    QRectF m_pictureRect;
+    std::shared_ptr<SurfaceLink> m_link;
+};

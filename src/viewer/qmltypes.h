@@ -1,0 +1,31 @@
+#pragma once
+
+// The models and services that QML views read, registered from this module so that the
+// libraries that define them stay free of QML.
+
+#include "commands.h"
+#include "mediaengine.h"
+#include "playbacksession.h"
+
+#include <QtQml/qqmlregistration.h>
+
+struct PlaybackSessionForeign {
+    Q_GADGET
+    QML_FOREIGN(PlaybackSession)
+    QML_NAMED_ELEMENT(PlaybackSession)
+    QML_UNCREATABLE("The application creates the one session.")
+};
+
+struct MediaPlayerForeign {
+    Q_GADGET
+    QML_FOREIGN(MediaPlayer)
+    QML_NAMED_ELEMENT(MediaPlayer)
+    QML_UNCREATABLE("Players come from the session.")
+};
+
+struct CommandsForeign {
+    Q_GADGET
+    QML_FOREIGN(Commands)
+    QML_NAMED_ELEMENT(Commands)
+    QML_UNCREATABLE("The application creates the command hub.")
+};

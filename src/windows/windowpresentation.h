@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QObject>
+
+class QWindow;
+class Commands;
+
+// Finds the player window for the key router, the menus and the player view, without holding a
+// reference to it, and handles Escape. GUI thread only.
+class WindowPresentation : public QObject {
+    Q_OBJECT
+public:
+    explicit WindowPresentation(Commands &commands, QObject *parent = nullptr);
+
+    // The key window; else the first visible top-level window with content; else none.
+    [[nodiscard]] Q_INVOKABLE QWindow *playerWindow() const;
+    // Leaves full screen, or asks for the player window to close.
+    Q_INVOKABLE void handleEscape();
+    // Enters full screen; a window already in full screen stays there.
+    Q_INVOKABLE void enterFullScreen();
+
+    [[nodiscard]] static bool isFullScreen(const QWindow *window);
+
+private:
+    Commands &m_commands;
+};
