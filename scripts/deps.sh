@@ -10,7 +10,7 @@ build=(cmake g++ ninja-build pkg-config
     qml6-module-qtquick-shapes
     libmpv-dev libglib2.0-dev libglib2.0-bin shared-mime-info xdg-utils
     fonts-dejavu-core libgl1-mesa-dri ffmpeg)
-testing=(xvfb xauth xdotool openbox dbus x11-xkb-utils imagemagick mpv
+testing=(xvfb xauth xdotool openbox dbus x11-utils x11-xkb-utils imagemagick mpv
     desktop-file-utils appstream)
 
 wanted=("${build[@]}")

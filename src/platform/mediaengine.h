@@ -39,7 +39,7 @@ struct MediaError {
 // What the engine knows of the item's first video track, in the terms the session needs for the
 // rotated display size and the frame duration.
 struct VideoTrack {
-    QSizeF naturalSize;          // display size before rotation; 0 × 0 when unknown
+    QSizeF naturalSize{0, 0};    // display size before rotation; 0 × 0 when unknown
     int rotation = 0;            // clockwise degrees the picture is turned for display
     double nominalFrameRate = 0; // frames per second declared by the container; 0 when unknown
     double minFrameDuration = 0; // seconds between the closest two frames; 0 when unknown

@@ -704,7 +704,7 @@ private:
 
     Status m_status = Status::Unknown;
     std::optional<MediaError> m_error;
-    QSizeF m_presentationSize;
+    QSizeF m_presentationSize{0, 0};
     double m_duration = 0;
     double m_time = 0;
     double m_lastTick = 0;
@@ -717,7 +717,7 @@ private:
     std::vector<PendingSeek> m_seeksSent;     // sent, not yet taken by the core
     std::vector<PendingSeek> m_seeksAccepted; // taken, complete at the next restart
 
-    QSizeF m_naturalSize;
+    QSizeF m_naturalSize{0, 0};
     int m_rotation = 0;
     double m_containerFps = 0;
     double m_estimatedFps = 0;

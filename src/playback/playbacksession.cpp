@@ -66,7 +66,7 @@ void PlaybackSession::open(const QUrl &url)
     setCurrentTime(0);
     setDuration(0);
     setRateValue(1.0f);
-    setVideoSize({});
+    setVideoSize(QSizeF(0, 0));
     setUrl(url);
     setTitle(titleFor(url));
 
@@ -91,7 +91,7 @@ void PlaybackSession::closeFile()
     setReady(false);
     setDuration(0);
     setCurrentTime(0);
-    setVideoSize({});
+    setVideoSize(QSizeF(0, 0));
     setErrorMessage({});
     setRateValue(1.0f);
 }

@@ -173,7 +173,7 @@ private:
     bool m_isReady = false;
     double m_duration = 0;
     double m_currentTime = 0;
-    QSizeF m_videoSize;
+    QSizeF m_videoSize{0, 0};
     QString m_errorMessage;
     bool m_isSeeking = false;
     float m_rate = 1.0f;

@@ -56,9 +56,9 @@ private:
     void layoutPlayer();
 
     QPointer<MediaPlayer> m_player;
-    QSizeF m_videoSize;
+    QSizeF m_videoSize{0, 0};
     double m_zoomScale = 1.0;
-    QSizeF m_offset;
+    QSizeF m_offset{0, 0};
     QRectF m_pictureRect;
     std::shared_ptr<SurfaceLink> m_link;
 };

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Generates the test clips into $1 (once: existing files are kept). Everything is synthetic,
+# made by ffmpeg's own sources, so the tests depend on no downloaded media.
+set -euo pipefail
+out=$1
+mkdir -p "$out"
+cd "$out"
+ff() { ffmpeg -nostdin -hide_banner -loglevel error -y "$@"; }
+make() { # make <file> <ffmpeg arguments...>: writes through a temporary, so a killed run leaves no half file
+    local f=$1
+    shift
+    [ -s "$f" ] && return 0
+    ff "$@" "tmp.$f" && mv "tmp.$f" "$f"
+}
+
+# H.264 with AAC, moving picture and a tone: 4 s at 25 fps.
+make clip.mp4 -f lavfi -i testsrc2=size=320x240:rate=25 -f lavfi -i sine=frequency=440:sample_rate=48000 \
+    -t 4 -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -shortest
+# VP9 in WebM, no sound: 2 s.
+make clip.webm -f lavfi -i testsrc2=size=320x240:rate=25 -t 2 -c:v libvpx-vp9 -deadline realtime \
+    -row-mt 1 -b:v 300k
+# An asymmetric still picture, 1920×1080: grey, a red block at the top left and a blue one at the
+# bottom right, so a turned or mirrored picture shows.
+make asym.mp4 -f lavfi -i "color=c=0x808080:size=1920x1080:rate=5,drawbox=x=0:y=0:w=480:h=270:color=red:t=fill,drawbox=x=1440:y=810:w=480:h=270:color=blue:t=fill" \
+    -t 2 -c:v libx264 -preset veryfast -pix_fmt yuv420p
+# The same picture tagged as turned by 90°: ffmpeg writes the tag only when remuxing.
+if [ ! -s rotated.mp4 ]; then
+    ff -i asym.mp4 -c copy -metadata:s:v:0 rotate=90 tmp.rotated.mp4 && mv tmp.rotated.mp4 rotated.mp4
+fi
+# Broken inputs: the first 40 % of an MP4 whose index sits at its end, and text named as video.
+if [ ! -s truncated.mp4 ]; then
+    head -c $(($(stat -c %s clip.mp4) * 4 / 10)) clip.mp4 >truncated.mp4
+fi
+if [ ! -s text.mp4 ]; then
+    for _ in $(seq 40); do echo "Isto é um texto, não um vídeo."; done >text.mp4
+fi

@@ -1,0 +1,174 @@
+// The session on the real engine: libmpv decoding generated clips, without a window.
+#include "memorypreferences.h"
+#include "mpvengine.h"
+#include "playbacksession.h"
+#include "testsupport.h"
+
+#include <QFileInfo>
+#include <QTest>
+
+#include <clocale>
+
+namespace {
+
+// The engine's error log, collected so a test fails on any error it did not expect.
+QStringList engineErrors;
+QtMessageHandler previousHandler = nullptr;
+
+void collectEngineErrors(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    if (context.category && qstrcmp(context.category, "lunelo.mpv") == 0) {
+        engineErrors << text;
+        return;
+    }
+    previousHandler(type, context, text);
+}
+
+struct Fixture {
+    MpvEngine engine{MpvEngine::Options{.drawsVideo = false, .audioOutput = "null"}};
+    MemoryPreferences preferences;
+    PlaybackSession session{PlaybackSession::Services{engine, preferences}};
+
+    bool openAndWaitReady(const QString &clip)
+    {
+        session.open(QUrl::fromLocalFile(testMedia(clip)));
+        return QTest::qWaitFor([&] { return session.isReady(); }, 10000);
+    }
+};
+
+} // namespace
+
+class TestMpvEngine : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        std::setlocale(LC_NUMERIC, "C");
+        previousHandler = qInstallMessageHandler(collectEngineErrors);
+    }
+
+    void init() { engineErrors.clear(); }
+
+    void cleanup()
+    {
+        if (!QTest::currentTestFailed())
+            QVERIFY2(engineErrors.isEmpty(), qPrintable(engineErrors.join('\n')));
+    }
+
+    void playableClipReachesReadyAndPlays_data()
+    {
+        QTest::addColumn<QString>("clip");
+        QTest::addColumn<double>("duration");
+        QTest::addColumn<QSizeF>("size");
+        QTest::newRow("H.264 and AAC in MP4") << "clip.mp4" << 4.0 << QSizeF(320, 240);
+        QTest::newRow("VP9 in WebM") << "clip.webm" << 2.0 << QSizeF(320, 240);
+        QTest::newRow("turned by 90°") << "rotated.mp4" << 2.0 << QSizeF(1080, 1920);
+    }
+
+    void playableClipReachesReadyAndPlays()
+    {
+        QFETCH(QString, clip);
+        QFETCH(double, duration);
+        QFETCH(QSizeF, size);
+        Fixture f;
+        QVERIFY(f.openAndWaitReady(clip));
+        QVERIFY(qAbs(f.session.duration() - duration) < 0.1);
+        QVERIFY(f.session.isPlaying());
+        QTRY_COMPARE_WITH_TIMEOUT(f.session.videoSize(), size, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(f.session.currentTime() > 0.3, 5000);
+        QVERIFY(f.session.errorMessage().isEmpty());
+        QVERIFY(engineErrors.isEmpty());
+    }
+
+    void brokenInputEndsWithAMessageAndTheNextFileOpens_data()
+    {
+        QTest::addColumn<QString>("clip");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("truncated MP4") << "truncated.mp4"
+                                       << "O formato deste arquivo não é reconhecido.";
+        QTest::newRow("text named .mp4") << "text.mp4"
+                                         << "O formato deste arquivo não é reconhecido.";
+        QTest::newRow("missing file")
+            << "no-such-file.mp4"
+            << "O vídeo não foi encontrado. Ele pode ter sido movido ou apagado.";
+    }
+
+    void brokenInputEndsWithAMessageAndTheNextFileOpens()
+    {
+        QFETCH(QString, clip);
+        QFETCH(QString, message);
+        Fixture f;
+        f.session.open(QUrl::fromLocalFile(testMedia(clip)));
+        QTRY_VERIFY_WITH_TIMEOUT(!f.session.errorMessage().isEmpty(), 10000);
+        if (!message.isEmpty())
+            QCOMPARE(f.session.errorMessage(), message);
+        QVERIFY(!f.session.isReady());
+        QVERIFY(!f.session.isPlaying());
+        QCOMPARE(f.session.title(), QFileInfo(clip).completeBaseName());
+        engineErrors.clear(); // the engine's own account of the failure
+
+        QVERIFY(f.openAndWaitReady(QStringLiteral("clip.mp4")));
+        QVERIFY(f.session.errorMessage().isEmpty());
+    }
+
+    void endWithoutRepeatStaysOnTheLastFrame()
+    {
+        Fixture f;
+        QVERIFY(f.openAndWaitReady(QStringLiteral("clip.mp4")));
+        f.session.skip(3.6);
+        QTRY_VERIFY_WITH_TIMEOUT(!f.session.isPlaying(), 5000);
+        QTest::qWait(300);
+        QVERIFY(!f.session.isPlaying());
+        QVERIFY2(f.session.currentTime() > f.session.duration() - 0.1,
+                 qPrintable(QString::number(f.session.currentTime())));
+        QCOMPARE(f.session.player()->rate(), 0.0f);
+    }
+
+    void endWithRepeatRestartsFromZeroAtTheChosenRate()
+    {
+        Fixture f;
+        QVERIFY(f.openAndWaitReady(QStringLiteral("clip.mp4")));
+        f.session.setRepeating(true);
+        f.session.setRate(1.5f);
+        f.session.skip(3.6);
+        QTRY_VERIFY_WITH_TIMEOUT(f.session.currentTime() > 3.7, 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(f.session.currentTime() < 1.0, 5000);
+        QVERIFY(f.session.isPlaying());
+        QCOMPARE(f.session.player()->rate(), 1.5f);
+    }
+
+    void everySeekCompletesExactlyOnce()
+    {
+        Fixture f;
+        QVERIFY(f.openAndWaitReady(QStringLiteral("clip.mp4")));
+        MediaPlayer *player = f.session.player();
+        player->pause();
+        QList<int> completions(4, 0);
+        // Four seeks in a row: the engine may coalesce them, but each completes once.
+        for (int i = 0; i < 4; ++i) {
+            player->seek(0.5 * (i + 1),
+                         i % 2 ? MediaPlayer::SeekMode::Exact : MediaPlayer::SeekMode::Approximate,
+                         [&completions, i] { ++completions[i]; });
+            QCOMPARE(completions[i], 0); // never from inside the call
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(completions, QList<int>({1, 1, 1, 1}), 5000);
+        QTest::qWait(200);
+        QCOMPARE(completions, QList<int>({1, 1, 1, 1}));
+        QVERIFY(qAbs(player->currentTime() - 2.0) < 0.05);
+    }
+
+    void ticksComeAboutThirtyTimesASecond()
+    {
+        Fixture f;
+        QVERIFY(f.openAndWaitReady(QStringLiteral("clip.mp4")));
+        int ticks = 0;
+        connect(f.session.player(), &MediaPlayer::tick, this, [&ticks] { ++ticks; });
+        QTest::qWait(1000);
+        // 25 frames a second here: one tick per frame, never more than 30.
+        QVERIFY2(ticks >= 15 && ticks <= 31, qPrintable(QString::number(ticks)));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestMpvEngine)
+#include "tst_mpvengine.moc"

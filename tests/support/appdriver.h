@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QImage>
+#include <QProcess>
+#include <QRect>
+#include <QStringList>
+#include <QTemporaryDir>
+
+// Drives the built lunelo binary as a user would: started with its own temporary home and XDG
+// folders (so it never touches real preferences), watched through its trace log, poked with real
+// X input events from xdotool, and looked at through screenshots of the X server. Tests that use
+// it run inside tests/run-x.sh.
+class AppDriver {
+public:
+    // `home` may be shared between launches to test what survives a relaunch.
+    explicit AppDriver(const QString &home = {});
+    ~AppDriver();
+
+    [[nodiscard]] QString home() const { return m_home; }
+    [[nodiscard]] QString configFile() const; // the preferences file
+    [[nodiscard]] QProcessEnvironment environment() const;
+
+    bool start(const QStringList &arguments = {});
+    // Waits for the process to end by itself; its exit code, or -1 on timeout or crash.
+    int waitForExit(int timeoutMs = 10000);
+    void stop();
+    [[nodiscard]] bool isRunning() const;
+
+    // Trace lines since start, without the prefix: "<event> <detail>".
+    [[nodiscard]] QStringList trace() const { return m_trace; }
+    // Waits for a trace event whose line starts with `prefix`, at or after line `from`; the index
+    // of the line, or -1 on timeout.
+    int waitForTrace(const QString &prefix, int timeoutMs = 10000, int from = 0);
+    [[nodiscard]] int traceCount() const { return int(m_trace.size()); }
+
+    // The player window, found by the process id (0 until it is mapped).
+    WId window(int timeoutMs = 10000);
+    [[nodiscard]] QRect windowGeometry();
+    void resizeWindow(int width, int height);
+    // The window's content as the screen shows it.
+    [[nodiscard]] QImage grabWindow();
+
+    // Runs xdotool with `arguments`; its standard output.
+    static QString xdotool(const QStringList &arguments, int timeoutMs = 10000);
+
+private:
+    void readTrace();
+
+    QTemporaryDir m_tempHome;
+    QString m_home;
+    QProcess m_process;
+    QStringList m_trace;
+    QByteArray m_partial;
+    WId m_window = 0;
+};
