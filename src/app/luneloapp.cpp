@@ -70,6 +70,7 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
     p.view->setInitialProperties({
         {QStringLiteral("session"), QVariant::fromValue(&delegate.session())},
         {QStringLiteral("commands"), QVariant::fromValue(&p.commands)},
+        {QStringLiteral("presentation"), QVariant::fromValue(&delegate.presentation())},
     });
     p.view->setSource(QUrl(QStringLiteral("qrc:/Lunelo/ContentView.qml")));
 

@@ -14,7 +14,7 @@ bool usable(QSizeF size)
 QSizeF fittedSize(QSizeF view, QSizeF video)
 {
     if (!usable(view) || !usable(video))
-        return {};
+        return {0, 0};
     const double k = std::min(view.width() / video.width(), view.height() / video.height());
     return {video.width() * k, video.height() * k};
 }

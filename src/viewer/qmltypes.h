@@ -6,6 +6,7 @@
 #include "commands.h"
 #include "mediaengine.h"
 #include "playbacksession.h"
+#include "windowpresentation.h"
 
 #include <QtQml/qqmlregistration.h>
 
@@ -28,4 +29,11 @@ struct CommandsForeign {
     QML_FOREIGN(Commands)
     QML_NAMED_ELEMENT(Commands)
     QML_UNCREATABLE("The application creates the command hub.")
+};
+
+struct WindowPresentationForeign {
+    Q_GADGET
+    QML_FOREIGN(WindowPresentation)
+    QML_NAMED_ELEMENT(WindowPresentation)
+    QML_UNCREATABLE("The application creates the one window presentation.")
 };

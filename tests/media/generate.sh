@@ -34,3 +34,10 @@ fi
 if [ ! -s text.mp4 ]; then
     for _ in $(seq 40); do echo "Isto é um texto, não um vídeo."; done >text.mp4
 fi
+# Fine test patterns: a one-pixel grey checkerboard, lossless, at 800×450 (one video pixel per
+# screen pixel in an 800×600 window) and at 1600×900 (two per screen pixel, so only a zoom that
+# draws from the full picture keeps it).
+make checker800.mp4 -f lavfi -i "nullsrc=size=800x450:rate=5,geq=lum='if(mod(X+Y\,2)\,235\,16)':cb=128:cr=128" \
+    -t 2 -c:v libx264 -qp 0 -pix_fmt yuv420p
+make checker1600.mp4 -f lavfi -i "nullsrc=size=1600x900:rate=5,geq=lum='if(mod(X+Y\,2)\,235\,16)':cb=128:cr=128" \
+    -t 2 -c:v libx264 -qp 0 -pix_fmt yuv420p

@@ -1,0 +1,202 @@
+#include "gesturecatcher.h"
+
+#include "keycodes.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QNativeGestureEvent>
+#include <QQuickWindow>
+#include <QWheelEvent>
+
+#include <cmath>
+
+GestureCatcher::GestureCatcher(QQuickItem *parent)
+    : QQuickItem(parent)
+{
+    m_uptime.start();
+    setAcceptedMouseButtons(Qt::LeftButton | Qt::RightButton);
+    setAcceptHoverEvents(true);
+    setActiveFocusOnTab(false);
+    // Made inside a window already (not through QML): the scene change has gone by.
+    if (window())
+        enterWindow();
+}
+
+double GestureCatcher::now() const
+{
+    return m_clock ? m_clock() : double(m_uptime.nsecsElapsed()) / 1e9;
+}
+
+void GestureCatcher::itemChange(ItemChange change, const ItemChangeData &value)
+{
+    QQuickItem::itemChange(change, value);
+    if (change == ItemSceneChange && value.window)
+        enterWindow();
+}
+
+void GestureCatcher::enterWindow()
+{
+    // Keys come here first, and the pointer's place is known before it moves.
+    forceActiveFocus();
+    emit cursorMoved(mapFromGlobal(QCursor::pos()));
+}
+
+bool GestureCatcher::event(QEvent *event)
+{
+    if (event->type() == QEvent::NativeGesture) {
+        nativeGesture(static_cast<QNativeGestureEvent *>(event));
+        return true;
+    }
+    return QQuickItem::event(event);
+}
+
+void GestureCatcher::nativeGesture(QNativeGestureEvent *event)
+{
+    event->accept();
+    switch (event->gestureType()) {
+    case Qt::ZoomNativeGesture:
+        emit magnify(event->value(), event->position(), false);
+        break;
+    case Qt::EndNativeGesture:
+        // The end of a pinch: no further magnification, but the picture settles.
+        emit magnify(0.0, event->position(), true);
+        break;
+    case Qt::SmartZoomNativeGesture:
+        emit smartZoom(event->position());
+        break;
+    default:
+        break;
+    }
+}
+
+void GestureCatcher::hoverEnterEvent(QHoverEvent *event)
+{
+    emit cursorMoved(event->position());
+}
+
+void GestureCatcher::hoverMoveEvent(QHoverEvent *event)
+{
+    emit cursorMoved(event->position());
+}
+
+void GestureCatcher::press(QPointF location)
+{
+    forceActiveFocus();
+    m_lastDrag = location;
+    m_didDrag = false;
+    m_mouseDownTime = now();
+}
+
+void GestureCatcher::mousePressEvent(QMouseEvent *event)
+{
+    event->accept();
+    if (event->button() == Qt::RightButton) {
+        // The desktop's own right-button menu never opens over the picture.
+        emit smartZoom(event->position());
+        return;
+    }
+    m_isSecondClick = false;
+    press(event->position());
+}
+
+void GestureCatcher::mouseDoubleClickEvent(QMouseEvent *event)
+{
+    event->accept();
+    if (event->button() == Qt::RightButton) {
+        emit smartZoom(event->position());
+        return;
+    }
+    // The second press of a double click: its release is no click of its own.
+    m_isSecondClick = true;
+    press(event->position());
+}
+
+void GestureCatcher::mouseMoveEvent(QMouseEvent *event)
+{
+    event->accept();
+    const QPointF p = event->position();
+    if (!m_lastDrag) {
+        m_lastDrag = p;
+        return;
+    }
+    const QPointF last = *m_lastDrag;
+    // Compared with the previous drag event, not with the press: a slow creep never drags.
+    if (std::abs(p.x() - last.x()) > kDragThreshold || std::abs(p.y() - last.y()) > kDragThreshold)
+        m_didDrag = true;
+    if (m_didDrag)
+        emit pan(QSizeF(p.x() - last.x(), p.y() - last.y()), false);
+    m_lastDrag = p;
+}
+
+void GestureCatcher::mouseReleaseEvent(QMouseEvent *event)
+{
+    event->accept();
+    if (event->button() != Qt::LeftButton)
+        return;
+    if (m_didDrag)
+        emit pan(QSizeF(0, 0), true);
+    else if (!m_isSecondClick && now() - m_mouseDownTime < kClickSeconds)
+        emit clicked();
+    m_lastDrag.reset();
+    m_didDrag = false;
+    m_isSecondClick = false;
+}
+
+void GestureCatcher::wheelEvent(QWheelEvent *event)
+{
+    event->accept();
+    const bool ended = event->phase() == Qt::ScrollEnd;
+    if (event->modifiers().testFlag(Qt::ControlModifier)) {
+        // Ctrl + wheel is the pinch of a mouse: about 10 % a notch, about the pointer.
+        const double notches = event->angleDelta().y() / 120.0;
+        emit magnify(std::pow(1.0 + kZoomPerNotch, notches) - 1.0, event->position(),
+                     ended || event->phase() == Qt::NoScrollPhase);
+        return;
+    }
+    // Positive deltas move the picture right and down, with the fingers or the wheel.
+    const QPointF delta = !event->pixelDelta().isNull()
+                              ? QPointF(event->pixelDelta())
+                              : QPointF(event->angleDelta()) / 120.0 * kPanPerNotch;
+    emit pan(QSizeF(delta.x(), delta.y()), ended);
+}
+
+void GestureCatcher::keyPressEvent(QKeyEvent *event)
+{
+    if (event->isAutoRepeat()) {
+        event->accept(); // a held key acts once here
+        return;
+    }
+    if (event->modifiers().testFlag(Qt::ControlModifier)) {
+        event->ignore(); // Ctrl shortcuts belong to the menus
+        return;
+    }
+    switch (KeyCodes::fromEvent(*event)) {
+    case KeyCodes::Escape:
+        emit escapePressed();
+        break;
+    case KeyCodes::F:
+        emit fullscreenPressed();
+        break;
+    case KeyCodes::S:
+        emit rateStep(-1);
+        break;
+    case KeyCodes::R:
+        emit rateStep(0);
+        break;
+    case KeyCodes::D:
+        emit rateStep(1);
+        break;
+    case KeyCodes::LeftArrow:
+        emit skip(-kSkipSeconds);
+        break;
+    case KeyCodes::RightArrow:
+        emit skip(kSkipSeconds);
+        break;
+    default:
+        event->ignore();
+        return;
+    }
+    event->accept();
+}

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QPointF>
+#include <QQuickItem>
+#include <QSizeF>
+#include <QtQml/qqmlregistration.h>
+
+#include <functional>
+#include <optional>
+
+// A transparent input item laid exactly over the picture. It reduces pointer, touchpad, wheel
+// and key events to nine plain signals and decides nothing itself: the player view connects
+// the handlers. Locations are in the item's coordinates (points, origin top-left). An event
+// whose signal has no handler is swallowed all the same.
+//
+// Linux conventions: Ctrl + wheel (or a touchpad's pinch, where the desktop reports one) zooms
+// about the pointer; a plain wheel or two-finger scroll pans; the right button asks for smart
+// zoom. GUI thread only.
+class GestureCatcher : public QQuickItem {
+    Q_OBJECT
+    QML_ELEMENT
+
+public:
+    // Movement beyond this between two drag events, on either axis, makes a press a drag.
+    static constexpr double kDragThreshold = 1.0;
+    // A press released sooner than this without dragging is a click.
+    static constexpr double kClickSeconds = 0.4;
+    static constexpr double kSkipSeconds = 10.0;
+    // Ctrl + wheel: magnification per wheel notch (120 eighths of a degree).
+    static constexpr double kZoomPerNotch = 0.1;
+    // A wheel notch without pixel deltas pans three lines of 20 points, as Qt scrolls views.
+    static constexpr double kPanPerNotch = 60.0;
+
+    explicit GestureCatcher(QQuickItem *parent = nullptr);
+
+    // The clock of click timing, in seconds; replaceable for tests.
+    void setClock(std::function<double()> clock) { m_clock = std::move(clock); }
+
+signals:
+    void magnify(double delta, QPointF location, bool ended);
+    void cursorMoved(QPointF location);
+    void pan(QSizeF delta, bool ended);
+    void clicked();
+    void smartZoom(QPointF location);
+    void escapePressed();
+    void fullscreenPressed();
+    void rateStep(int step);
+    void skip(double seconds);
+
+protected:
+    bool event(QEvent *event) override;
+    void itemChange(ItemChange change, const ItemChangeData &value) override;
+    void hoverEnterEvent(QHoverEvent *event) override;
+    void hoverMoveEvent(QHoverEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void wheelEvent(QWheelEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+
+private:
+    void enterWindow();
+    void nativeGesture(class QNativeGestureEvent *event);
+    void press(QPointF location);
+    [[nodiscard]] double now() const;
+
+    std::function<double()> m_clock;
+    QElapsedTimer m_uptime;
+    std::optional<QPointF> m_lastDrag;
+    bool m_didDrag = false;
+    bool m_isSecondClick = false;
+    double m_mouseDownTime = 0;
+};
