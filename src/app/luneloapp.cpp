@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QGuiApplication>
 #include <QQmlEngine>
+#include <QQuickStyle>
 #include <QQuickView>
 #include <QScreen>
 #include <QtQml/QQmlExtensionPlugin>
@@ -63,6 +64,8 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
     AppDelegate &delegate = p.delegate;
     traceSession(delegate.session());
 
+    // The controls draw themselves; no desktop style underneath.
+    QQuickStyle::setStyle(QStringLiteral("Basic"));
     p.view = std::make_unique<QQuickView>(&p.qml, nullptr);
     p.view->setTitle(QStringLiteral("Lunelo"));
     p.view->setColor(Qt::black);
@@ -71,6 +74,7 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
         {QStringLiteral("session"), QVariant::fromValue(&delegate.session())},
         {QStringLiteral("commands"), QVariant::fromValue(&p.commands)},
         {QStringLiteral("presentation"), QVariant::fromValue(&delegate.presentation())},
+        {QStringLiteral("onboarding"), QVariant::fromValue(&delegate.onboarding())},
     });
     p.view->setSource(QUrl(QStringLiteral("qrc:/Lunelo/ContentView.qml")));
 

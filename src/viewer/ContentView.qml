@@ -1,5 +1,4 @@
-// The player window's one view: the picture and the input over it on a black background; the
-// session's error when there is one.
+// The window's one view: the introduction until it is completed, the player after.
 import QtQuick
 import Lunelo
 
@@ -9,77 +8,42 @@ Item {
     required property PlaybackSession session
     required property Commands commands
     required property WindowPresentation presentation
+    required property OnboardingStore onboarding
 
-    // Pinch, smart zoom, pan and the zoom commands; the picture follows `presented*`.
-    ZoomController {
-        id: zoom
-
-        commands: root.commands
-        viewSize: Qt.size(root.width, root.height)
-        videoSize: root.session.videoSize
-    }
-
-    // A new video (or none) starts fitted, without animation.
+    // A file that arrived while the introduction was up opens once it is completed.
     Connections {
-        target: root.session
+        target: root.onboarding
 
-        function onUrlChanged() {
-            zoom.resetImmediately()
+        function onCompletedChanged() {
+            if (!root.onboarding.completed || root.onboarding.queuedURL.toString() === "")
+                return
+            const queued = root.onboarding.queuedURL
+            root.onboarding.queuedURL = ""
+            root.session.open(queued)
         }
     }
 
-    Rectangle {
+    Loader {
         anchors.fill: parent
-        color: "black"
+        sourceComponent: root.onboarding.completed ? player : introduction
     }
 
-    Item {
-        id: playerStack
+    Component {
+        id: player
 
-        anchors.fill: parent
-        visible: root.session.player !== null
-
-        // One surface per player: a new player gets a new surface.
-        Repeater {
-            model: root.session.player ? [root.session.player] : []
-
-            PictureSurface {
-                required property var modelData
-
-                width: playerStack.width
-                height: playerStack.height
-                player: modelData
-                videoSize: root.session.videoSize
-                zoomScale: zoom.presentedScale
-                offset: zoom.presentedOffset
-            }
-        }
-
-        GestureCatcher {
-            anchors.fill: parent
-            enabled: playerStack.visible
-
-            onMagnify: (delta, location, ended) => zoom.magnify(delta, location, ended)
-            onCursorMoved: location => zoom.cursor = location
-            onPan: (delta, ended) => zoom.pan(delta, ended)
-            onClicked: root.session.togglePlay()
-            onSmartZoom: location => zoom.smartZoom(location)
-            onEscapePressed: root.presentation.handleEscape()
-            onFullscreenPressed: root.presentation.enterFullScreen()
-            onRateStep: step => root.session.nudgeRate(step)
-            onSkip: seconds => root.session.skip(seconds)
+        PlayerView {
+            session: root.session
+            commands: root.commands
+            presentation: root.presentation
         }
     }
 
-    Text {
-        anchors.centerIn: parent
-        width: parent.width - 48
-        visible: root.session.errorMessage !== ""
-        text: root.session.errorMessage
-        color: "white"
-        font.pixelSize: 16
-        font.weight: Font.DemiBold
-        horizontalAlignment: Text.AlignHCenter
-        wrapMode: Text.Wrap
+    // The introduction's view arrives with the onboarding.
+    Component {
+        id: introduction
+
+        Rectangle {
+            color: "black"
+        }
     }
 }

@@ -5,6 +5,7 @@
 
 #include "commands.h"
 #include "mediaengine.h"
+#include "onboardingstore.h"
 #include "playbacksession.h"
 #include "windowpresentation.h"
 
@@ -36,4 +37,11 @@ struct WindowPresentationForeign {
     QML_FOREIGN(WindowPresentation)
     QML_NAMED_ELEMENT(WindowPresentation)
     QML_UNCREATABLE("The application creates the one window presentation.")
+};
+
+struct OnboardingStoreForeign {
+    Q_GADGET
+    QML_FOREIGN(OnboardingStore)
+    QML_NAMED_ELEMENT(OnboardingStore)
+    QML_UNCREATABLE("The application creates the one onboarding store.")
 };

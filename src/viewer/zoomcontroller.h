@@ -9,7 +9,7 @@
 #include <QVariantAnimation>
 #include <QtQml/qqmlregistration.h>
 
-class Commands;
+#include "commands.h"
 
 // The player view's zoom handlers: turns pinches, smart zooms, pans and the zoom commands into
 // zoom states for the picture. `zoom` is the state the handlers work from; `presentedScale` and
