@@ -34,3 +34,6 @@ fi
 if [ ! -s text.mp4 ]; then
     for _ in $(seq 40); do echo "Isto é um texto, não um vídeo."; done >text.mp4
 fi
+# Long enough to skip 10 s both ways: 30 s, small and cheap to decode.
+make long.mp4 -f lavfi -i testsrc2=size=160x120:rate=10 -t 30 -c:v libx264 -preset veryfast \
+    -pix_fmt yuv420p -g 10
