@@ -2,6 +2,7 @@
 
 #include <QCollator>
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 #include <QLocale>
 
@@ -78,6 +79,41 @@ QString identity(const QUrl &location)
         path += component;
     }
     return path.toLower();
+}
+
+std::optional<Listing> list(const QUrl &folder)
+{
+    const QString path = folder.toLocalFile();
+    const QFileInfo info(path);
+    if (!info.isDir() || !info.isReadable() || !info.isExecutable())
+        return std::nullopt;
+    Listing listing;
+    QDirIterator it(path, QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    while (it.hasNext()) {
+        listing.entries << QUrl::fromLocalFile(it.next());
+        // The entry's type comes with the listing on most file systems: no extra lookup.
+        if (it.fileInfo().isSymLink())
+            listing.links << it.fileName();
+    }
+    return listing;
+}
+
+// An entry's identity is its folder's followed by its name in lower case, unless the entry is a
+// link, which resolves elsewhere; so a large folder costs one path resolution, not one per file.
+qsizetype indexOf(const QUrl &file, const QList<QUrl> &videos, const QUrl &folder,
+                  const QSet<QString> &links)
+{
+    const QString wanted = identity(file);
+    QString prefix = identity(folder);
+    if (!prefix.endsWith(QLatin1Char('/')))
+        prefix += QLatin1Char('/');
+    for (qsizetype i = 0; i < videos.size(); ++i) {
+        const QString name = videos[i].fileName();
+        const QString key = links.contains(name) ? identity(videos[i]) : prefix + name.toLower();
+        if (key == wanted)
+            return i;
+    }
+    return -1;
 }
 
 } // namespace FolderPlaylist

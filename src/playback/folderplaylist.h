@@ -5,6 +5,8 @@
 #include <QString>
 #include <QUrl>
 
+#include <optional>
+
 // A folder's videos in the order the file manager shows them, and the identity of a file
 // location. Stateless; any thread.
 namespace FolderPlaylist {
@@ -20,6 +22,21 @@ namespace FolderPlaylist {
 // gets a key (its missing components follow the resolved existing part). Touches the file
 // system: one lookup per missing component and one path resolution.
 [[nodiscard]] QString identity(const QUrl &location);
+
+// A folder's entries in the order the file system lists them.
+struct Listing {
+    QList<QUrl> entries;
+    QSet<QString> links; // names of the entries that are symbolic links
+};
+
+// The entries of `folder`, hidden ones left out, without descending into subfolders; nothing
+// when the folder cannot be read. Blocks on the file system: one directory read.
+[[nodiscard]] std::optional<Listing> list(const QUrl &folder);
+
+// The index of the first of `videos` (entries of `folder`, whose `links` came with its listing)
+// that has the identity of `file`; -1 when there is none. Resolves only the links' paths.
+[[nodiscard]] qsizetype indexOf(const QUrl &file, const QList<QUrl> &videos, const QUrl &folder,
+                                const QSet<QString> &links);
 
 // The lower-case extension of a file name: the text after its last dot; empty without one.
 [[nodiscard]] QString extension(const QString &fileName);

@@ -8,7 +8,6 @@
 #include "folderplaylist.h"
 #include "preferences.h"
 
-#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
@@ -28,21 +27,6 @@ QString bookmarkKey(const QUrl &folder)
     return kFolderBookmarkPrefix + FolderPlaylist::identity(folder);
 }
 
-// The folder's entries as the file system lists them, hidden ones left out, without descending.
-// Nothing when the folder cannot be read.
-std::optional<QList<QUrl>> listFolder(const QUrl &folder)
-{
-    const QString path = folder.toLocalFile();
-    const QFileInfo info(path);
-    if (!info.isDir() || !info.isReadable() || !info.isExecutable())
-        return std::nullopt;
-    QList<QUrl> entries;
-    QDirIterator it(path, QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
-    while (it.hasNext())
-        entries << QUrl::fromLocalFile(it.next());
-    return entries;
-}
-
 } // namespace
 
 void PlaybackSession::openSibling(int direction)
@@ -58,20 +42,17 @@ void PlaybackSession::openSibling(int direction)
         requestFolderAccess(folder, retry);
         return;
     }
-    const std::optional<QList<QUrl>> listing = listFolder(folder);
+    const std::optional<FolderPlaylist::Listing> listing = FolderPlaylist::list(folder);
     if (!listing) {
         requestFolderAccess(folder, retry);
         return;
     }
-    const QList<QUrl> videos = FolderPlaylist::videos(*listing, videoExtensions());
+    const QList<QUrl> videos = FolderPlaylist::videos(listing->entries, videoExtensions());
     const qsizetype n = videos.size();
     if (n < 2)
         return;
-    const QString current = FolderPlaylist::identity(m_url);
-    qsizetype i = 0;
-    while (i < n && FolderPlaylist::identity(videos[i]) != current)
-        ++i;
-    if (i == n)
+    const qsizetype i = FolderPlaylist::indexOf(m_url, videos, folder, listing->links);
+    if (i < 0)
         return; // moved or renamed since it was opened
     const qsizetype j = ((i + direction) % n + n) % n;
     const QUrl target = videos[j];

@@ -157,6 +157,17 @@ private slots:
         QCOMPARE(f.session.errorMessage(), QString());
     }
 
+    // A link to a video of the same folder is that video, found at the first of the two names.
+    void aLinkInTheFolderIsTheVideoItNames()
+    {
+        Folder f;
+        QVERIFY(makeFiles(f.root.path(), {"b.mp4", "z.mp4"}));
+        QVERIFY(QFile::link(f.path(QStringLiteral("z.mp4")), f.path(QStringLiteral("alias.mp4"))));
+        f.open(QStringLiteral("z.mp4"));
+        f.session.openSibling(1);
+        QCOMPARE(f.opened(), QStringLiteral("b.mp4"));
+    }
+
     void stepsNowhere_data()
     {
         QTest::addColumn<QStringList>("files");
