@@ -6,12 +6,11 @@
 #include <QQuickWindow>
 #include <QTimer>
 
-AppDelegate::AppDelegate(MediaEngine &engine, Preferences &preferences, Commands &commands,
-                         QObject *parent)
+AppDelegate::AppDelegate(PlaybackSession::Services services, Commands &commands, QObject *parent)
     : QObject(parent)
     , m_commands(commands)
-    , m_session(PlaybackSession::Services{engine, preferences})
-    , m_onboarding(preferences)
+    , m_session(services)
+    , m_onboarding(services.preferences)
     , m_presentation(commands)
 {
 }

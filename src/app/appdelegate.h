@@ -8,16 +8,14 @@
 #include <QUrl>
 
 class Commands;
-class MediaEngine;
-class Preferences;
 
 // The application's delegate: owns the three long-lived models, receives every way the desktop
 // hands Lunelo a video, and services the request to close the player window. GUI thread only.
 class AppDelegate : public QObject {
     Q_OBJECT
 public:
-    AppDelegate(MediaEngine &engine, Preferences &preferences, Commands &commands,
-                QObject *parent = nullptr);
+    // `services` go to the playback session.
+    AppDelegate(PlaybackSession::Services services, Commands &commands, QObject *parent = nullptr);
 
     // The models, created in this order and alive until the process ends.
     PlaybackSession &session() { return m_session; }

@@ -2,6 +2,9 @@
 
 #include "appdelegate.h"
 #include "commands.h"
+#include "filepanels.h"
+#include "folderaccess.h"
+#include "keyrouter.h"
 #include "mpvengine.h"
 #include "preferences.h"
 #include "singleinstance.h"
@@ -15,6 +18,8 @@
 #include <QQuickView>
 #include <QScreen>
 #include <QtQml/QQmlExtensionPlugin>
+
+#include <cmath>
 
 Q_IMPORT_QML_PLUGIN(LuneloPlugin)
 
@@ -44,15 +49,33 @@ void traceSession(PlaybackSession &session)
     });
     QObject::connect(&session, &PlaybackSession::errorMessageChanged, &session,
                      [&session] { Trace::event("error", session.errorMessage()); });
+    QObject::connect(&session, &PlaybackSession::isMutedChanged, &session,
+                     [&session] { Trace::event(session.isMuted() ? "muted" : "unmuted"); });
+    QObject::connect(&session, &PlaybackSession::rateChanged, &session,
+                     [&session] { Trace::event("rate", QString::number(session.rate())); });
+    // The playhead moves by ticks of a fraction of a second while playing; a move of a second or
+    // more is a skip, a restart or a scrub.
+    QObject::connect(&session, &PlaybackSession::currentTimeChanged, &session,
+                     [&session, last = 0.0]() mutable {
+                         const double now = session.currentTime();
+                         if (std::abs(now - last) >= 1.0)
+                             Trace::event("jump", QString::number(now, 'f', 3));
+                         last = now;
+                     });
 }
 
 } // namespace
 
 struct LuneloApp::Parts {
     std::unique_ptr<Preferences> preferences = createStandardPreferences();
+    std::unique_ptr<FolderAccess> folderAccess = createFolderAccess();
+    std::unique_ptr<FilePanels> panels = createFilePanels();
     MpvEngine engine{MpvEngine::Options{.drawsVideo = true, .audioOutput = {}}};
     Commands commands;
-    AppDelegate delegate{engine, *preferences, commands};
+    AppDelegate delegate{
+        PlaybackSession::Services{engine, *preferences, folderAccess.get(), panels.get()},
+        commands};
+    KeyRouter keys{delegate.session(), delegate.onboarding(), delegate.presentation(), commands};
     QQmlEngine qml;
     std::unique_ptr<QQuickView> view;
 };
@@ -87,6 +110,8 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
         QRect(visible.center().x() - 490, visible.center().y() - height / 2, 980, height));
     p.view->show();
 
+    // In front of every view and shortcut, for the life of the process.
+    QCoreApplication::instance()->installEventFilter(&p.keys);
     delegate.applicationDidFinishLaunching();
     QObject::connect(&instance, &SingleInstance::openRequested, &delegate, &AppDelegate::openUrls);
     QObject::connect(&instance, &SingleInstance::reopenRequested, &delegate, [this] {

@@ -98,8 +98,10 @@ public:
     [[nodiscard]] static float nextFaster(float rate);
     [[nodiscard]] static float nextSlower(float rate);
 
-    // The next (positive) or previous (negative) video of the open file's folder.
+    // The video `direction` places after (positive) or before (negative) the open file in its
+    // folder, wrapping around at both ends; asks for the folder first where access is missing.
     Q_INVOKABLE void openSibling(int direction);
+    // Asks for a video file in the modal open panel and opens it; nothing on cancel.
     Q_INVOKABLE void presentOpenPanel();
 
 signals:
@@ -138,8 +140,10 @@ private:
     [[nodiscard]] double frameDuration() const;
 
     // Folder access.
+    [[nodiscard]] bool isSandboxed() const;
     void activateAccess(const QUrl &url);
     void stopAccessing();
+    void stopFolderAccess();
     bool restoreFolderBookmark(const QUrl &folder);
     void saveFolderBookmark(const QUrl &folder);
     void requestFolderAccess(const QUrl &folder, std::function<void(bool)> done);
@@ -189,6 +193,8 @@ private:
     bool m_wasPlayingBeforeScrub = false;
     std::function<void()> m_seekFinished;
 
+    // The file and the folder whose access this session started; each is stopped before its
+    // field is replaced or cleared.
     std::optional<QUrl> m_accessedUrl;
     std::optional<QUrl> m_accessedFolder;
 };

@@ -41,3 +41,6 @@ make checker800.mp4 -f lavfi -i "nullsrc=size=800x450:rate=5,geq=lum='if(mod(X+Y
     -t 2 -c:v libx264 -qp 0 -pix_fmt yuv420p
 make checker1600.mp4 -f lavfi -i "nullsrc=size=1600x900:rate=5,geq=lum='if(mod(X+Y\,2)\,235\,16)':cb=128:cr=128" \
     -t 2 -c:v libx264 -qp 0 -pix_fmt yuv420p
+# Long enough to skip 10 s both ways: 30 s, small and cheap to decode.
+make long.mp4 -f lavfi -i testsrc2=size=160x120:rate=10 -t 30 -c:v libx264 -preset veryfast \
+    -pix_fmt yuv420p -g 10

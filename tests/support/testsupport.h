@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QEvent>
+#include <QFile>
 #include <QImage>
 #include <QString>
 
@@ -14,6 +15,18 @@ inline void settle()
         QCoreApplication::sendPostedEvents();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
+}
+
+// Creates empty files `names` in `folder` (made first if missing); false when one cannot be made.
+inline bool makeFiles(const QString &folder, const QStringList &names)
+{
+    QDir().mkpath(folder);
+    for (const QString &name : names) {
+        QFile file(QDir(folder).filePath(name));
+        if (!file.open(QIODevice::WriteOnly))
+            return false;
+    }
+    return true;
 }
 
 // A clip made by tests/media/generate.sh, in the folder the test runner names.

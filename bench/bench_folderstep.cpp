@@ -1,0 +1,109 @@
+// The cost of one step to the next video of a folder (list, filter, sort, find the open file by
+// identity, open), in folders of 1,000, 10,000 and 100,000 files, with the page cache warm.
+//
+//     bench_folderstep [folder for the temporary files, default $TMPDIR or /tmp]
+#include "fakeengine.h"
+#include "folderplaylist.h"
+#include "memorypreferences.h"
+#include "playbacksession.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+namespace {
+
+// Names as cameras and downloads make them: mostly videos of mixed case and extension, some
+// pictures and notes, a few hidden files.
+QString nameOf(int i)
+{
+    static const char *const kinds[] = {"mp4", "MOV", "mkv", "jpg", "mp4", "txt", "webm", "MP4"};
+    if (i % 50 == 0)
+        return QStringLiteral(".hidden %1.mp4").arg(i);
+    return QStringLiteral("%1 %2.%3")
+        .arg(i % 3 ? QStringLiteral("Clip") : QStringLiteral("video"))
+        .arg(i)
+        .arg(QLatin1String(kinds[i % 8]));
+}
+
+double milliseconds(const QElapsedTimer &timer)
+{
+    return double(timer.nsecsElapsed()) / 1e6;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+struct Figures {
+    double step = 0, listing = 0, videos = 0, identity = 0;
+};
+
+// One step, then the same work in its parts.
+Figures measure(const QString &folder, PlaybackSession &session, QCoreApplication &app)
+{
+    Figures f;
+    QElapsedTimer timer;
+    timer.start();
+    session.openSibling(1);
+    f.step = milliseconds(timer);
+    app.processEvents();
+
+    timer.restart();
+    const QUrl folderUrl = QUrl::fromLocalFile(folder);
+    const std::optional<FolderPlaylist::Listing> listing = FolderPlaylist::list(folderUrl);
+    f.listing = milliseconds(timer);
+
+    timer.restart();
+    const QList<QUrl> videos =
+        FolderPlaylist::videos(listing->entries, PlaybackSession::videoExtensions());
+    f.videos = milliseconds(timer);
+
+    timer.restart();
+    if (FolderPlaylist::indexOf(session.url(), videos, folderUrl, listing->links) < 0)
+        std::printf("the open file is missing from its folder\n");
+    f.identity = milliseconds(timer);
+    return f;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    const QString base = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QDir::tempPath();
+    std::printf("%8s %10s %10s %12s %10s   (ms, median of the runs; open file midway)\n", "files",
+                "step", "listing", "filter+sort", "identity");
+    for (const int count : {1000, 10000, 100000}) {
+        QTemporaryDir dir(base + QStringLiteral("/lunelo-bench-XXXXXX"));
+        for (int i = 0; i < count; ++i)
+            QFile(dir.filePath(nameOf(i))).open(QIODevice::WriteOnly);
+
+        FakeEngine engine;
+        MemoryPreferences preferences;
+        PlaybackSession session(PlaybackSession::Services{engine, preferences});
+        // A .MOV midway: the step looks through half the folder to find it.
+        session.open(QUrl::fromLocalFile(dir.filePath(nameOf(count / 2 - count / 2 % 8 + 1))));
+        measure(dir.path(), session, app); // warms the page cache
+
+        const int runs = count >= 100000 ? 7 : 21;
+        std::vector<double> step, listing, videos, identity;
+        for (int r = 0; r < runs; ++r) {
+            const Figures f = measure(dir.path(), session, app);
+            step.push_back(f.step);
+            listing.push_back(f.listing);
+            videos.push_back(f.videos);
+            identity.push_back(f.identity);
+        }
+        std::printf("%8d %10.2f %10.2f %12.2f %10.2f\n", count, median(step), median(listing),
+                    median(videos), median(identity));
+    }
+    return 0;
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QObject>
+
+class Commands;
+class OnboardingStore;
+class PlaybackSession;
+class QKeyEvent;
+class WindowPresentation;
+
+// The application-wide keys. Installed as an event filter on the application object, it sees
+// every key press before the focused view and before any shortcut, and takes its sixteen keys
+// (space, arrows, comma, period, S, D, F, B, R, P, N, M, Escape) by their position on the
+// keyboard, so they act alike on every layout. Everything else goes on to the normal dispatch,
+// and so does every key while the introduction is shown, while a modal window is open, or with
+// Ctrl, Alt or Super held. Stateless; GUI thread only.
+class KeyRouter : public QObject {
+    Q_OBJECT
+public:
+    KeyRouter(PlaybackSession &session, OnboardingStore &onboarding,
+              WindowPresentation &presentation, Commands &commands, QObject *parent = nullptr);
+
+    // Acts on a key press and answers true when it takes it (the event is then swallowed);
+    // false lets it through.
+    bool routeKey(const QKeyEvent &event);
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    enum class Decision {
+        LetThrough,
+        Swallow, // taken without action: an auto-repeat of a key that acts once
+        Act,
+    };
+    using Action = void (*)(KeyRouter &);
+    struct Binding {
+        int key;
+        Action action;
+    };
+    static const Binding kBindings[];
+
+    [[nodiscard]] Decision decide(const QKeyEvent &event, Action *action) const;
+    // Sets the rate and lets the player view show it.
+    void nudgeTo(float rate);
+
+    PlaybackSession &m_session;
+    OnboardingStore &m_onboarding;
+    WindowPresentation &m_presentation;
+    Commands &m_commands;
+};

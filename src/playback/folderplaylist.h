@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QList>
+#include <QSet>
+#include <QString>
+#include <QUrl>
+
+#include <optional>
+
+// A folder's videos in the order the file manager shows them, and the identity of a file
+// location. Stateless; any thread.
+namespace FolderPlaylist {
+
+// The locations of `listing` whose extension, in lower case, is in `extensions`, sorted by name
+// the way a file manager does: natural (clip2 before clip10), case-insensitive, in the user's
+// locale. Names that compare equal keep their order in `listing`. Only the extension decides:
+// whether an entry is a file, a folder or a link is not looked at.
+[[nodiscard]] QList<QUrl> videos(const QList<QUrl> &listing, const QSet<QString> &extensions);
+
+// A key that two locations of the same file share: the path with "." and ".." resolved, the
+// symbolic links of its existing part resolved, in lower case. A path that does not exist still
+// gets a key (its missing components follow the resolved existing part). Touches the file
+// system: one lookup per missing component and one path resolution.
+[[nodiscard]] QString identity(const QUrl &location);
+
+// A folder's entries in the order the file system lists them.
+struct Listing {
+    QList<QUrl> entries;
+    QSet<QString> links; // names of the entries that are symbolic links
+};
+
+// The entries of `folder`, hidden ones left out, without descending into subfolders; nothing
+// when the folder cannot be read. Blocks on the file system: one directory read.
+[[nodiscard]] std::optional<Listing> list(const QUrl &folder);
+
+// The index of the first of `videos` (entries of `folder`, whose `links` came with its listing)
+// that has the identity of `file`; -1 when there is none. Resolves only the links' paths.
+[[nodiscard]] qsizetype indexOf(const QUrl &file, const QList<QUrl> &videos, const QUrl &folder,
+                                const QSet<QString> &links);
+
+// The lower-case extension of a file name: the text after its last dot; empty without one.
+[[nodiscard]] QString extension(const QString &fileName);
+
+} // namespace FolderPlaylist
