@@ -2,12 +2,15 @@
 
 #include "appdelegate.h"
 #include "commands.h"
+#include "mprisservice.h"
 #include "mpvengine.h"
 #include "preferences.h"
+#include "screensaver.h"
 #include "singleinstance.h"
 #include "trace.h"
 
 #include <QCommandLineParser>
+#include <QDBusConnection>
 #include <QDir>
 #include <QGuiApplication>
 #include <QQmlEngine>
@@ -52,6 +55,8 @@ struct LuneloApp::Parts {
     MpvEngine engine{MpvEngine::Options{.drawsVideo = true, .audioOutput = {}}};
     Commands commands;
     AppDelegate delegate{engine, *preferences, commands};
+    std::unique_ptr<ScreenSaver> screenSaver = ScreenSaver::create();
+    MprisService mpris{delegate.session(), delegate};
     QQmlEngine qml;
     std::unique_ptr<QQuickView> view;
 };
@@ -61,7 +66,14 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
 {
     Parts &p = *m_parts;
     AppDelegate &delegate = p.delegate;
-    traceSession(delegate.session());
+    PlaybackSession &session = delegate.session();
+    traceSession(session);
+
+    // The screen stays awake while a video plays, and only then.
+    QObject::connect(
+        &session, &PlaybackSession::isPlayingChanged, p.screenSaver.get(),
+        [&session, saver = p.screenSaver.get()] { saver->setInhibited(session.isPlaying()); });
+    p.mpris.publish(QDBusConnection::sessionBus());
 
     p.view = std::make_unique<QQuickView>(&p.qml, nullptr);
     p.view->setTitle(QStringLiteral("Lunelo"));

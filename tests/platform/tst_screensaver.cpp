@@ -1,79 +1,15 @@
 // The screensaver inhibition against a screensaver service on a private session bus.
+#include "fakescreensaver.h"
 #include "screensaver.h"
 
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
-#include <QMutex>
 #include <QSignalSpy>
 #include <QTest>
-#include <QThread>
-
-namespace {
-
-// org.freedesktop.ScreenSaver as desktops serve it, on its own connection and thread so that it
-// answers while the test's thread waits. It keeps every cookie it handed out; a cookie that is
-// never returned stays held, as it would on a desktop until the client leaves the bus.
-class FakeScreenSaver : public QObject {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.ScreenSaver")
-public:
-    QList<uint> granted() const
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_granted;
-    }
-    QList<uint> returned() const
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_returned;
-    }
-    qsizetype held() const { return granted().size() - returned().size(); }
-
-public slots:
-    uint Inhibit(const QString &application, const QString &reason)
-    {
-        Q_UNUSED(application)
-        Q_UNUSED(reason)
-        QMutexLocker lock(&m_mutex);
-        m_granted << ++m_nextCookie;
-        return m_nextCookie;
-    }
-    void UnInhibit(uint cookie)
-    {
-        QMutexLocker lock(&m_mutex);
-        if (m_granted.contains(cookie) && !m_returned.contains(cookie))
-            m_returned << cookie;
-    }
-
-private:
-    mutable QMutex m_mutex;
-    QList<uint> m_granted;
-    QList<uint> m_returned;
-    uint m_nextCookie = 40;
-};
-
-} // namespace
 
 class TestScreenSaver : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        m_thread.start();
-        m_fake.moveToThread(&m_thread);
-        QVERIFY(m_bus.isConnected());
-        QVERIFY(m_bus.registerObject(QStringLiteral("/org/freedesktop/ScreenSaver"), &m_fake,
-                                     QDBusConnection::ExportAllSlots));
-        QVERIFY(m_bus.registerService(QStringLiteral("org.freedesktop.ScreenSaver")));
-    }
-
-    void cleanupTestCase()
-    {
-        m_bus.unregisterObject(QStringLiteral("/org/freedesktop/ScreenSaver"));
-        m_thread.quit();
-        m_thread.wait();
-    }
+    void initTestCase() { QVERIFY(m_fake.serve()); }
 
     // Steps: 1 inhibits, 0 releases, '.' lets the replies arrive. Whatever the order, the
     // screen ends up held exactly while asked, and no cookie outlives the object.
@@ -119,10 +55,7 @@ private slots:
     }
 
 private:
-    QThread m_thread;
     FakeScreenSaver m_fake;
-    QDBusConnection m_bus =
-        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("screensaver"));
 };
 
 QTEST_GUILESS_MAIN(TestScreenSaver)
