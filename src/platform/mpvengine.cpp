@@ -312,7 +312,8 @@ private:
         mpv_opengl_init_params gl{glProcAddress, nullptr};
         const char *api = MPV_RENDER_API_TYPE_OPENGL;
         // The display, when there is one, lets hardware decoding hand frames to OpenGL
-        // without a copy; without it mpv decodes in software or copies back.
+        // without a copy; without it mpv decodes in software or copies back. (Without a
+        // display its entry is the list's end.)
         mpv_render_param params[] = {
             {MPV_RENDER_PARAM_API_TYPE, const_cast<char *>(api)},
             {MPV_RENDER_PARAM_OPENGL_INIT_PARAMS, &gl},

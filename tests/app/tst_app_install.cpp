@@ -19,24 +19,18 @@ namespace {
 
 const QString kAppId = QStringLiteral("org.lunelo.Lunelo");
 
-struct Result {
-    int exitCode = -1;
-    QString output;
-};
-
-Result run(const QString &program, const QStringList &arguments,
-           const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment())
+// Runs a command to its end; its exit code (-1 when it did not end normally) and output.
+std::pair<int, QString>
+run(const QString &program, const QStringList &arguments,
+    const QProcessEnvironment &env = QProcessEnvironment::systemEnvironment())
 {
     QProcess process;
-    process.setProcessEnvironment(environment);
+    process.setProcessEnvironment(env);
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(program, arguments);
-    if (!process.waitForFinished(60000)) {
-        process.kill();
-        process.waitForFinished();
-    }
-    return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-            QString::fromUtf8(process.readAll())};
+    const bool ended =
+        process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit;
+    return {ended ? process.exitCode() : -1, QString::fromUtf8(process.readAll())};
 }
 
 // The processes running the binary at `path`.
@@ -75,11 +69,11 @@ class TestAppInstall : public QObject {
 private slots:
     void initTestCase()
     {
-        const Result install =
+        const auto [code, output] =
             run(qEnvironmentVariable("CMAKE_COMMAND"),
                 {QStringLiteral("--install"), qEnvironmentVariable("LUNELO_BUILD_DIR"),
                  QStringLiteral("--prefix"), m_prefix.path()});
-        QVERIFY2(install.exitCode == 0, qPrintable(install.output));
+        QVERIFY2(code == 0, qPrintable(output));
         m_binary = QFileInfo(m_prefix.filePath(QStringLiteral("bin/lunelo"))).canonicalFilePath();
     }
 
@@ -97,12 +91,12 @@ private slots:
         const QString icon = share + "/icons/hicolor/scalable/apps/" + kAppId + ".svg";
         QVERIFY(QFileInfo(m_binary).isExecutable());
 
-        const Result desktop = run(QStringLiteral("desktop-file-validate"), {entry});
-        QVERIFY2(desktop.exitCode == 0 && desktop.output.isEmpty(), qPrintable(desktop.output));
-        const Result appstream = run(QStringLiteral("appstreamcli"),
-                                     {QStringLiteral("validate"), QStringLiteral("--no-net"),
-                                      QStringLiteral("--strict"), metainfo});
-        QVERIFY2(appstream.exitCode == 0, qPrintable(appstream.output));
+        const auto desktop = run(QStringLiteral("desktop-file-validate"), {entry});
+        QVERIFY2(desktop == std::pair(0, QString()), qPrintable(desktop.second));
+        const auto appstream = run(QStringLiteral("appstreamcli"),
+                                   {QStringLiteral("validate"), QStringLiteral("--no-net"),
+                                    QStringLiteral("--strict"), metainfo});
+        QVERIFY2(appstream.first == 0, qPrintable(appstream.second));
 
         QSvgRenderer renderer(icon);
         QVERIFY(renderer.isValid());
@@ -135,10 +129,10 @@ private slots:
         env.insert(QStringLiteral("PATH"), m_prefix.filePath(QStringLiteral("bin")) + ':' +
                                                env.value(QStringLiteral("PATH")));
 
-        const Result claim =
+        const auto [code, output] =
             run(QStringLiteral("gio"),
                 {QStringLiteral("mime"), QStringLiteral("video/mp4"), kAppId + ".desktop"}, env);
-        QVERIFY2(claim.exitCode == 0, qPrintable(claim.output));
+        QVERIFY2(code == 0, qPrintable(output));
 
         const QString trace = home.home() + QStringLiteral("/trace.log");
         const auto open = [&](const QString &clip) {

@@ -145,11 +145,6 @@ private slots:
                    "</Period></MPD>\n")
             << playlist;
         QTest::newRow("mpv edit list") << QByteArray("# mpv EDL v0\n{clip},0,1\n") << playlist;
-        QTest::newRow("FFmpeg concat list")
-            << QByteArray("ffconcat version 1.0\nfile {clip}\n") << playlist;
-        QTest::newRow("CUE sheet") << QByteArray("FILE \"{clip}\" BINARY\n  TRACK 01 AUDIO\n"
-                                                 "    INDEX 01 00:00:00\n")
-                                   << "O formato deste arquivo não é reconhecido.";
         QTest::newRow("folder named .mp4")
             << QByteArray() << "O formato deste arquivo não é reconhecido.";
     }
