@@ -5,12 +5,15 @@
 #include "filepanels.h"
 #include "folderaccess.h"
 #include "keyrouter.h"
+#include "mprisservice.h"
 #include "mpvengine.h"
 #include "preferences.h"
+#include "screensaver.h"
 #include "singleinstance.h"
 #include "trace.h"
 
 #include <QCommandLineParser>
+#include <QDBusConnection>
 #include <QDir>
 #include <QGuiApplication>
 #include <QQmlEngine>
@@ -76,6 +79,8 @@ struct LuneloApp::Parts {
         PlaybackSession::Services{engine, *preferences, folderAccess.get(), panels.get()},
         commands};
     KeyRouter keys{delegate.session(), delegate.onboarding(), delegate.presentation(), commands};
+    std::unique_ptr<ScreenSaver> screenSaver = ScreenSaver::create();
+    MprisService mpris{delegate.session(), delegate};
     QQmlEngine qml;
     std::unique_ptr<QQuickView> view;
 };
@@ -85,7 +90,14 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
 {
     Parts &p = *m_parts;
     AppDelegate &delegate = p.delegate;
-    traceSession(delegate.session());
+    PlaybackSession &session = delegate.session();
+    traceSession(session);
+
+    // The screen stays awake while a video plays, and only then.
+    QObject::connect(
+        &session, &PlaybackSession::isPlayingChanged, p.screenSaver.get(),
+        [&session, saver = p.screenSaver.get()] { saver->setInhibited(session.isPlaying()); });
+    p.mpris.publish(QDBusConnection::sessionBus());
 
     // The controls draw themselves; no desktop style underneath.
     QQuickStyle::setStyle(QStringLiteral("Basic"));

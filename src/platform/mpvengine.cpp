@@ -3,6 +3,7 @@
 #include "trace.h"
 
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QMetaObject>
 #include <QOpenGLContext>
@@ -105,22 +106,42 @@ constexpr ObservedProperty kObserved[] = {
     {Prop::EstimatedFps, "estimated-vf-fps", MPV_FORMAT_DOUBLE},
 };
 
-// Options that make a core a quiet, self-contained player of one local file.
+// Options that make a core a quiet, self-contained player of one local file. Every file is
+// untrusted: it must not make the engine load anything but itself. Each of these was checked
+// against mpv 0.35 with hostile files named .mp4 (M3U, PLS, HLS, DASH, EDL, CUE, ffconcat, a
+// folder) pointing at a local HTTP listener or at other local files.
 constexpr std::pair<const char *, const char *> kCoreOptions[] = {
+    // No user configuration, profiles, scripts, downloader or remembered positions.
     {"config", "no"},
     {"load-scripts", "no"},
-    {"osc", "no"},
     {"ytdl", "no"},
+    {"load-auto-profiles", "no"},
+    {"resume-playback", "no"},
+    {"save-position-on-quit", "no"},
+    {"osc", "no"},
     {"load-stats-overlay", "no"},
     {"load-osd-console", "no"},
-    {"load-auto-profiles", "no"},
+    // Nothing a file refers to is opened: playlists, manifests, EDL and CUE sheets, ordered
+    // chapters, archives and folders all fail as unrecognised instead of being followed.
+    {"access-references", "no"},
+    {"ordered-chapters", "no"},
+    {"load-unsafe-playlists", "no"},
+    // And should anything still ask FFmpeg for a stream, only plain files are allowed, both
+    // for mpv's own streams and for the demuxers' nested ones.
+    {"stream-lavf-o", "protocol_whitelist=file"},
+    {"demuxer-lavf-o", "protocol_whitelist=file"},
+    // No files found beside the video (subtitles, audio, cover art).
+    {"autoload-files", "no"},
+    {"sub-auto", "no"},
+    {"audio-file-auto", "no"},
+    {"cover-art-auto", "no"},
     {"input-default-bindings", "no"},
     {"input-vo-keyboard", "no"},
     {"terminal", "no"},
     {"osd-level", "0"},
-    {"sub-auto", "no"},
-    {"cover-art-auto", "no"},
     {"idle", "yes"},
+    // Hardware decoding where mpv knows it to be reliable; anything else decodes in software.
+    {"hwdec", "auto-safe"},
     // The player stops on the last frame at the end and reports it (eof-reached).
     {"keep-open", "yes"},
     {"keep-open-pause", "yes"},
@@ -131,6 +152,23 @@ constexpr std::pair<const char *, const char *> kCoreOptions[] = {
     {"dscale", "bilinear"},
     {"cscale", "bilinear"},
 };
+
+// Error-level engine messages that are part of normal operation: probing a hardware decoder
+// that this machine lacks fails loudly before mpv falls back to software decoding.
+constexpr std::pair<const char *, const char *> kExpectedLogMessages[] = {
+    {"ffmpeg", "AVHWDeviceContext:"},
+    {"vaapi", "libva:"},
+};
+
+bool isExpectedLogMessage(const mpv_event_log_message &message)
+{
+    for (const auto &[prefix, text] : kExpectedLogMessages) {
+        if (qstrcmp(message.prefix, prefix) == 0 &&
+            qstrncmp(message.text, text, qstrlen(text)) == 0)
+            return true;
+    }
+    return false;
+}
 
 QByteArray number(double value)
 {
@@ -149,6 +187,33 @@ double mapDouble(const mpv_node_list *map, const char *key)
             return n.u.double_;
     }
     return 0;
+}
+
+const QString kPlaylistMessage =
+    QStringLiteral("Este arquivo é uma lista de reprodução, não um vídeo.");
+
+// How text files that list other media begin (playlists, streaming manifests, edit lists).
+// Such a file named like a video is refused, never followed; the user learns what it is.
+constexpr const char *kPlaylistSignatures[] = {
+    "#EXTM3U", "[playlist]", "# mpv EDL", "ffconcat version", "<MPD",
+};
+
+bool looksLikePlaylist(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    QByteArray head = file.read(512);
+    if (head.startsWith("\xEF\xBB\xBF"))
+        head.remove(0, 3);
+    const QByteArray start = head.trimmed().left(32).toLower();
+    for (const char *signature : kPlaylistSignatures) {
+        const QByteArray s = QByteArray(signature).toLower();
+        // A DASH manifest's root element follows an XML declaration.
+        if (s.startsWith('<') ? head.toLower().contains(s) : start.startsWith(s))
+            return true;
+    }
+    return false;
 }
 
 // The error the user sees for a file that did not load. The file itself is asked first: a
@@ -170,6 +235,8 @@ MediaError describeFailure(const QString &path, int mpvError)
         ::close(fd);
     switch (mpvError) {
     case MPV_ERROR_UNKNOWN_FORMAT:
+        if (looksLikePlaylist(path))
+            return {Code::UnsupportedSource, kPlaylistMessage};
         return {Code::UnrecognizedFormat,
                 QStringLiteral("O formato deste arquivo não é reconhecido.")};
     case MPV_ERROR_NOTHING_TO_PLAY:
@@ -187,10 +254,24 @@ void *glProcAddress(void *, const char *name)
     return context ? reinterpret_cast<void *>(context->getProcAddress(name)) : nullptr;
 }
 
+// The X11 connection of the application when it runs on X11 (xcb), else null. Hardware
+// decoders share their frames with OpenGL through it. GUI thread.
+void *x11Display()
+{
+#if QT_CONFIG(xcb)
+    const auto *app = qobject_cast<QGuiApplication *>(QCoreApplication::instance());
+    if (const auto *x11 = app ? app->nativeInterface<QNativeInterface::QX11Application>() : nullptr)
+        return x11->display();
+#endif
+    return nullptr;
+}
+
 class MpvVideoRenderer final : public VideoRenderer {
 public:
-    MpvVideoRenderer(std::shared_ptr<MpvCore> core, std::function<void()> frameReady)
+    MpvVideoRenderer(std::shared_ptr<MpvCore> core, void *x11Display,
+                     std::function<void()> frameReady)
         : m_core(std::move(core))
+        , m_x11Display(x11Display)
         , m_frameReady(std::move(frameReady))
     {
     }
@@ -230,9 +311,13 @@ private:
         m_triedCreate = true;
         mpv_opengl_init_params gl{glProcAddress, nullptr};
         const char *api = MPV_RENDER_API_TYPE_OPENGL;
+        // The display, when there is one, lets hardware decoding hand frames to OpenGL
+        // without a copy; without it mpv decodes in software or copies back. (Without a
+        // display its entry is the list's end.)
         mpv_render_param params[] = {
             {MPV_RENDER_PARAM_API_TYPE, const_cast<char *>(api)},
             {MPV_RENDER_PARAM_OPENGL_INIT_PARAMS, &gl},
+            {m_x11Display ? MPV_RENDER_PARAM_X11_DISPLAY : MPV_RENDER_PARAM_INVALID, m_x11Display},
             {MPV_RENDER_PARAM_INVALID, nullptr},
         };
         if (mpv_render_context_create(&m_context, m_core->handle, params) < 0) {
@@ -249,6 +334,7 @@ private:
     }
 
     std::shared_ptr<MpvCore> m_core;
+    void *const m_x11Display;
     std::function<void()> m_frameReady;
     mpv_render_context *m_context = nullptr;
     bool m_triedCreate = false;
@@ -261,6 +347,7 @@ public:
         : m_url(url)
         , m_path(url.isLocalFile() ? url.toLocalFile() : QString())
         , m_drawsVideo(options.drawsVideo)
+        , m_x11Display(options.drawsVideo ? x11Display() : nullptr)
         , m_core(std::make_shared<MpvCore>())
     {
         mpv_handle *h = mpv_create();
@@ -269,8 +356,10 @@ public:
             failLater(MPV_ERROR_NOMEM);
             return;
         }
-        for (const auto &[name, value] : kCoreOptions)
-            mpv_set_option_string(h, name, value);
+        for (const auto &[name, value] : kCoreOptions) {
+            if (mpv_set_option_string(h, name, value) < 0)
+                qCWarning(lcMpv) << "option refused:" << name << value;
+        }
         mpv_set_option_string(h, "vo", m_drawsVideo ? "libmpv" : "null");
         if (!options.audioOutput.isEmpty())
             mpv_set_option_string(h, "ao", options.audioOutput.constData());
@@ -384,7 +473,7 @@ public:
     {
         if (!m_drawsVideo || !m_core->handle)
             return nullptr;
-        return std::make_unique<MpvVideoRenderer>(m_core, std::move(frameReady));
+        return std::make_unique<MpvVideoRenderer>(m_core, m_x11Display, std::move(frameReady));
     }
 
 private:
@@ -471,6 +560,8 @@ private:
         }
         case MPV_EVENT_LOG_MESSAGE: {
             const auto *msg = static_cast<mpv_event_log_message *>(event.data);
+            if (isExpectedLogMessage(*msg))
+                break;
             qCWarning(lcMpv).noquote() << msg->prefix << QString::fromUtf8(msg->text).trimmed();
             break;
         }
@@ -671,9 +762,7 @@ private:
         mpv_command_async(m_core->handle, 0, cmd);
         if (m_status == Status::Failed)
             return;
-        m_error = MediaError{MediaError::Code::UnsupportedSource,
-                             QStringLiteral("Este arquivo é uma lista de reprodução, não um "
-                                            "vídeo.")};
+        m_error = MediaError{MediaError::Code::UnsupportedSource, kPlaylistMessage};
         m_status = Status::Failed;
         m_paused = true;
         Trace::event("failed", m_error->description);
@@ -699,6 +788,7 @@ private:
     const QUrl m_url;
     const QString m_path;
     const bool m_drawsVideo;
+    void *const m_x11Display;
     std::shared_ptr<MpvCore> m_core;
     std::atomic_bool m_wakeupPosted = false;
 

@@ -4,7 +4,12 @@
 #include "playbacksession.h"
 #include "testsupport.h"
 
+#include <QDir>
 #include <QFileInfo>
+#include <QHostAddress>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <clocale>
@@ -110,6 +115,80 @@ private slots:
 
         QVERIFY(f.openAndWaitReady(QStringLiteral("clip.mp4")));
         QVERIFY(f.session.errorMessage().isEmpty());
+    }
+
+    // Files named like videos that list other media: each fails with a message of its own and
+    // the engine opens nothing it names, neither on the network nor on disk.
+    void hostileFileIsRefusedAndNothingItNamesIsOpened_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("message");
+        const QString playlist =
+            QStringLiteral("Este arquivo é uma lista de reprodução, não um vídeo.");
+        QTest::newRow("M3U to the network") << QByteArray("#EXTM3U\n{http}/a.mp4\n") << playlist;
+        QTest::newRow("M3U to a local clip") << QByteArray("#EXTM3U\n{clip}\n") << playlist;
+        QTest::newRow("PLS") << QByteArray("[playlist]\nFile1={http}/b.mp4\nNumberOfEntries=1\n")
+                             << playlist;
+        QTest::newRow("HLS media playlist")
+            << QByteArray("#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:4\n#EXTINF:4.0,\n"
+                          "{http}/seg0.ts\n#EXT-X-ENDLIST\n")
+            << playlist;
+        QTest::newRow("HLS master playlist")
+            << QByteArray("#EXTM3U\n#EXT-X-STREAM-INF:BANDWIDTH=100000\n{http}/v.m3u8\n")
+            << playlist;
+        QTest::newRow("DASH manifest")
+            << QByteArray(
+                   "<?xml version=\"1.0\"?>\n<MPD xmlns=\"urn:mpeg:dash:schema:mpd:2011\" "
+                   "type=\"static\" mediaPresentationDuration=\"PT4S\"><Period><AdaptationSet "
+                   "mimeType=\"video/mp4\"><Representation id=\"1\" bandwidth=\"1000\">"
+                   "<BaseURL>{http}/dash.mp4</BaseURL></Representation></AdaptationSet>"
+                   "</Period></MPD>\n")
+            << playlist;
+        QTest::newRow("mpv edit list") << QByteArray("# mpv EDL v0\n{clip},0,1\n") << playlist;
+        QTest::newRow("folder named .mp4")
+            << QByteArray() << "O formato deste arquivo não é reconhecido.";
+    }
+
+    void hostileFileIsRefusedAndNothingItNamesIsOpened()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, message);
+        QTcpServer listener;
+        QVERIFY(listener.listen(QHostAddress::LocalHost));
+        int connections = 0;
+        connect(&listener, &QTcpServer::newConnection, this, [&] {
+            while (QTcpSocket *socket = listener.nextPendingConnection()) {
+                ++connections;
+                socket->close();
+            }
+        });
+
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("video.mp4"));
+        if (content.isEmpty()) {
+            QVERIFY(QDir(dir.path()).mkpath(QStringLiteral("video.mp4")));
+            QVERIFY(QFile::copy(testMedia(QStringLiteral("clip.mp4")),
+                                dir.filePath(QStringLiteral("video.mp4/clip.mp4"))));
+        } else {
+            content.replace("{http}",
+                            "http://127.0.0.1:" + QByteArray::number(listener.serverPort()));
+            content.replace("{clip}", QFile::encodeName(testMedia(QStringLiteral("clip.mp4"))));
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(content);
+        }
+
+        Fixture f;
+        bool wasReady = false;
+        connect(&f.session, &PlaybackSession::isReadyChanged, this, [&] { wasReady = true; });
+        f.session.open(QUrl::fromLocalFile(path));
+        QTRY_VERIFY_WITH_TIMEOUT(!f.session.errorMessage().isEmpty(), 10000);
+        QCOMPARE(f.session.errorMessage(), message);
+        QCOMPARE(f.session.player()->status(), MediaPlayer::Status::Failed);
+        QTest::qWait(300); // room for a connection that should never come
+        QCOMPARE(connections, 0);
+        QVERIFY(!wasReady);
+        engineErrors.clear(); // the engine's own account of the refusal
     }
 
     void endWithoutRepeatStaysOnTheLastFrame()

@@ -25,6 +25,7 @@ public:
     int waitForExit(int timeoutMs = 10000);
     void stop();
     [[nodiscard]] bool isRunning() const;
+    [[nodiscard]] qint64 processId() const { return m_process.processId(); }
 
     // Trace lines since start, without the prefix: "<event> <detail>".
     [[nodiscard]] QStringList trace() const { return m_trace; }
