@@ -6,11 +6,12 @@
 #include <QQuickWindow>
 #include <QTimer>
 
-AppDelegate::AppDelegate(PlaybackSession::Services services, Commands &commands, QObject *parent)
+AppDelegate::AppDelegate(PlaybackSession::Services services, Commands &commands,
+                         std::shared_ptr<DefaultApps> defaultApps, QObject *parent)
     : QObject(parent)
     , m_commands(commands)
     , m_session(services)
-    , m_onboarding(services.preferences)
+    , m_onboarding(services.preferences, std::move(defaultApps))
     , m_presentation(commands)
 {
 }

@@ -7,15 +7,19 @@
 #include <QObject>
 #include <QUrl>
 
+#include <memory>
+
 class Commands;
+class DefaultApps;
 
 // The application's delegate: owns the three long-lived models, receives every way the desktop
 // hands Lunelo a video, and services the request to close the player window. GUI thread only.
 class AppDelegate : public QObject {
     Q_OBJECT
 public:
-    // `services` go to the playback session.
-    AppDelegate(PlaybackSession::Services services, Commands &commands, QObject *parent = nullptr);
+    // `services` go to the playback session; `defaultApps` (may be null) to the onboarding.
+    AppDelegate(PlaybackSession::Services services, Commands &commands,
+                std::shared_ptr<DefaultApps> defaultApps, QObject *parent = nullptr);
 
     // The models, created in this order and alive until the process ends.
     PlaybackSession &session() { return m_session; }

@@ -2,6 +2,7 @@
 
 #include "appdelegate.h"
 #include "commands.h"
+#include "defaultapps.h"
 #include "filepanels.h"
 #include "folderaccess.h"
 #include "keyrouter.h"
@@ -11,6 +12,7 @@
 #include "screensaver.h"
 #include "singleinstance.h"
 #include "trace.h"
+#include "windowconfigurator.h"
 
 #include <QCommandLineParser>
 #include <QDBusConnection>
@@ -19,7 +21,6 @@
 #include <QQmlEngine>
 #include <QQuickStyle>
 #include <QQuickView>
-#include <QScreen>
 #include <QtQml/QQmlExtensionPlugin>
 
 #include <cmath>
@@ -76,13 +77,14 @@ struct LuneloApp::Parts {
     MpvEngine engine{MpvEngine::Options{.drawsVideo = true, .audioOutput = {}}};
     Commands commands;
     AppDelegate delegate{
-        PlaybackSession::Services{engine, *preferences, folderAccess.get(), panels.get()},
-        commands};
+        PlaybackSession::Services{engine, *preferences, folderAccess.get(), panels.get()}, commands,
+        DefaultApps::create()};
     KeyRouter keys{delegate.session(), delegate.onboarding(), delegate.presentation(), commands};
     std::unique_ptr<ScreenSaver> screenSaver = ScreenSaver::create();
     MprisService mpris{delegate.session(), delegate};
     QQmlEngine qml;
     std::unique_ptr<QQuickView> view;
+    std::unique_ptr<WindowConfigurator> configurator;
 };
 
 LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
@@ -102,8 +104,6 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
     // The controls draw themselves; no desktop style underneath.
     QQuickStyle::setStyle(QStringLiteral("Basic"));
     p.view = std::make_unique<QQuickView>(&p.qml, nullptr);
-    p.view->setTitle(QStringLiteral("Lunelo"));
-    p.view->setColor(Qt::black);
     p.view->setResizeMode(QQuickView::SizeRootObjectToView);
     p.view->setInitialProperties({
         {QStringLiteral("session"), QVariant::fromValue(&delegate.session())},
@@ -113,13 +113,11 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
     });
     p.view->setSource(QUrl(QStringLiteral("qrc:/Lunelo/ContentView.qml")));
 
-    // The default player frame: 980 wide, at most 640 high, centred on the screen.
-    const QRect visible =
-        p.view->screen() ? p.view->screen()->availableGeometry() : QRect(0, 0, 1440, 900);
-    const int height = std::min(visible.height() - 48, 640);
-    p.view->setMinimumSize(QSize(480, 320));
-    p.view->setGeometry(
-        QRect(visible.center().x() - 490, visible.center().y() - height / 2, 980, height));
+    // No frame from the window manager: the top bar is the title bar.
+    p.view->setFlags(Qt::Window | Qt::FramelessWindowHint);
+    p.configurator = std::make_unique<WindowConfigurator>(delegate.session(), delegate.onboarding(),
+                                                          delegate.presentation(), *p.preferences);
+    p.configurator->attach(p.view.get());
     p.view->show();
 
     // In front of every view and shortcut, for the life of the process.

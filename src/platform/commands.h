@@ -15,6 +15,11 @@ inline const QString rateNudged = QStringLiteral("Lunelo.rateNudged");
 
 class Commands : public QObject {
     Q_OBJECT
+    // The names, for views that post them.
+    Q_PROPERTY(QString zoomIn MEMBER m_zoomIn CONSTANT FINAL)
+    Q_PROPERTY(QString zoomOut MEMBER m_zoomOut CONSTANT FINAL)
+    Q_PROPERTY(QString zoomReset MEMBER m_zoomReset CONSTANT FINAL)
+
 public:
     using QObject::QObject;
 
@@ -22,4 +27,9 @@ public:
 
 signals:
     void posted(const QString &name);
+
+private:
+    const QString m_zoomIn = CommandName::zoomIn;
+    const QString m_zoomOut = CommandName::zoomOut;
+    const QString m_zoomReset = CommandName::zoomReset;
 };

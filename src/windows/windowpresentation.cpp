@@ -46,3 +46,25 @@ void WindowPresentation::enterFullScreen()
     if (window && !isFullScreen(window))
         window->setWindowStates(window->windowStates() | Qt::WindowFullScreen);
 }
+
+void WindowPresentation::closeWindow()
+{
+    if (QWindow *window = playerWindow())
+        window->close();
+}
+
+void WindowPresentation::toggleMaximized()
+{
+    QWindow *window = playerWindow();
+    if (!window || isFullScreen(window))
+        return;
+    window->setWindowStates(window->windowStates() ^ Qt::WindowMaximized);
+}
+
+void WindowPresentation::setMenuOpen(bool open)
+{
+    if (m_menuOpen == open)
+        return;
+    m_menuOpen = open;
+    emit menuOpenChanged();
+}

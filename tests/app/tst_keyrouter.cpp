@@ -42,7 +42,7 @@ struct Router {
     Commands commands;
     std::unique_ptr<FilePanels> panels = createFilePanels();
     PlaybackSession session{PlaybackSession::Services{engine, preferences, nullptr, panels.get()}};
-    OnboardingStore onboarding{preferences};
+    OnboardingStore onboarding{preferences, nullptr};
     WindowPresentation presentation{commands};
     KeyRouter router{session, onboarding, presentation, commands};
     QQuickWindow window;
@@ -52,6 +52,7 @@ struct Router {
     Router()
     {
         makeFiles(root.path(), {"a.mp4", "b.mp4", "c.mp4"});
+        onboarding.setCompleted(true);
         qApp->installEventFilter(&router);
         QObject::connect(&commands, &Commands::posted, [this](const QString &name) {
             nudges += name == CommandName::rateNudged;

@@ -6,11 +6,16 @@
 #include <QScreen>
 #include <QTest>
 
-AppDriver::AppDriver(const QString &home)
+AppDriver::AppDriver(const QString &home, Launch launch)
     : m_home(home.isEmpty() ? m_tempHome.path() : home)
 {
-    for (const char *sub : {".config", ".local/share", ".cache", ".local/state", "run"})
+    for (const char *sub : {".config/Lunelo", ".local/share", ".cache", ".local/state", "run"})
         QDir(m_home).mkpath(QString::fromLatin1(sub));
+    if (home.isEmpty() && launch == Launch::Later) {
+        QFile config(configFile());
+        if (config.open(QIODevice::WriteOnly))
+            config.write("[General]\nonboardingCompleted=true\n");
+    }
     QFile::setPermissions(m_home + QStringLiteral("/run"),
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     m_process.setProcessChannelMode(QProcess::ForwardedOutputChannel);
@@ -129,6 +134,9 @@ WId AppDriver::window(int timeoutMs)
 {
     if (m_window)
         return m_window;
+    // Not while the window still fades in: its frame is still moving.
+    if (waitForTrace(QStringLiteral("window-shown"), timeoutMs) < 0)
+        return 0;
     (void)QTest::qWaitFor(
         [&] {
             const QString out =

@@ -12,8 +12,16 @@
 // it run inside tests/run-x.sh.
 class AppDriver {
 public:
-    // `home` may be shared between launches to test what survives a relaunch.
-    explicit AppDriver(const QString &home = {});
+    enum class Launch {
+        // The introduction was completed before: the player shows at once.
+        Later,
+        // A first launch, with no preferences at all.
+        First,
+    };
+
+    // `home` may be shared between launches to test what survives a relaunch; a new one gets
+    // preferences for `launch`.
+    explicit AppDriver(const QString &home = {}, Launch launch = Launch::Later);
     ~AppDriver();
 
     [[nodiscard]] QString home() const { return m_home; }
