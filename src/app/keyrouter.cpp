@@ -59,7 +59,9 @@ KeyRouter::Decision KeyRouter::decide(const QKeyEvent &event, Action *action) co
 {
     if (!m_onboarding.completed())
         return Decision::LetThrough;
-    if (QGuiApplication::modalWindow() || QApplication::activeModalWidget())
+    // The application menu, open in the window, takes the keys as a modal panel would.
+    if (QGuiApplication::modalWindow() || QApplication::activeModalWidget() ||
+        m_presentation.menuOpen())
         return Decision::LetThrough;
     if (event.modifiers() & kBlockingModifiers)
         return Decision::LetThrough;

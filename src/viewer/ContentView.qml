@@ -35,15 +35,53 @@ Item {
             session: root.session
             commands: root.commands
             presentation: root.presentation
+            onboarding: root.onboarding
         }
     }
 
-    // The introduction's view arrives with the onboarding.
     Component {
         id: introduction
 
-        Rectangle {
-            color: "black"
+        OnboardingView {
+            onboarding: root.onboarding
         }
+    }
+
+    // The commands' shortcuts, in both modes. Bare keys of the player are taken by the key
+    // router before any shortcut sees them.
+    Shortcut {
+        sequence: "Ctrl+O"
+        context: Qt.ApplicationShortcut
+        onActivated: root.session.presentOpenPanel()
+    }
+    Shortcut {
+        sequences: ["Ctrl++", "Ctrl+="]
+        context: Qt.ApplicationShortcut
+        onActivated: root.commands.post(root.commands.zoomIn)
+    }
+    Shortcut {
+        sequence: "Ctrl+-"
+        context: Qt.ApplicationShortcut
+        onActivated: root.commands.post(root.commands.zoomOut)
+    }
+    Shortcut {
+        sequence: "Ctrl+0"
+        context: Qt.ApplicationShortcut
+        onActivated: root.commands.post(root.commands.zoomReset)
+    }
+    Shortcut {
+        sequence: "F"
+        context: Qt.ApplicationShortcut
+        onActivated: root.presentation.enterFullScreen()
+    }
+    Shortcut {
+        sequence: "Ctrl+Q"
+        context: Qt.ApplicationShortcut
+        onActivated: root.presentation.closeWindow()
+    }
+
+    // The window has no frame: its edges and corners resize it.
+    WindowEdges {
+        anchors.fill: parent
     }
 }

@@ -10,6 +10,7 @@ Item {
     required property PlaybackSession session
     required property Commands commands
     required property WindowPresentation presentation
+    required property OnboardingStore onboarding
 
     readonly property alias chrome: chrome
     readonly property alias zoom: zoom
@@ -27,6 +28,7 @@ Item {
         id: chrome
 
         commands: view.commands
+        menuOpen: view.presentation.menuOpen
     }
 
     DropHandler {
@@ -118,7 +120,11 @@ Item {
 
         TopBar {
             Layout.fillWidth: true
+            enabled: opacity > 0
             session: view.session
+            commands: view.commands
+            presentation: view.presentation
+            onboarding: view.onboarding
             zoomLabel: zoom.zoom.percentLabel
             opacity: view.session.player === null || chrome.chromeVisible ? 1 : 0
 

@@ -58,6 +58,15 @@ void ChromeVisibility::setShowVolume(bool open)
         scheduleChromeHide(kPopoverCloseDelay);
 }
 
+void ChromeVisibility::setMenuOpen(bool open)
+{
+    if (open == m_menuOpen)
+        return;
+    setFlag(m_menuOpen, open, &ChromeVisibility::menuOpenChanged);
+    if (!open)
+        scheduleChromeHide(kPopoverCloseDelay);
+}
+
 void ChromeVisibility::setCommands(Commands *commands)
 {
     if (m_commands == commands)
@@ -86,7 +95,7 @@ void ChromeVisibility::scheduleChromeHide(double seconds)
     m_hideTask = m_scheduler->schedule(seconds, [this] {
         m_hideTask = 0;
         // Held by the pointer or the popover: those clear themselves and schedule anew.
-        if (m_hoveringBar || m_cursorNearBar || m_showVolume)
+        if (m_hoveringBar || m_cursorNearBar || m_showVolume || m_menuOpen)
             return;
         setFlag(m_showChrome, false, &ChromeVisibility::showChromeChanged);
     });

@@ -23,6 +23,8 @@ class ChromeVisibility : public QObject {
         bool hoveringBar READ hoveringBar WRITE setHoveringBar NOTIFY hoveringBarChanged FINAL)
     Q_PROPERTY(bool cursorNearBar READ cursorNearBar NOTIFY cursorNearBarChanged FINAL)
     Q_PROPERTY(bool showVolume READ showVolume WRITE setShowVolume NOTIFY showVolumeChanged FINAL)
+    // The application menu, opened from the top bar, holds the chrome like the popover.
+    Q_PROPERTY(bool menuOpen READ menuOpen WRITE setMenuOpen NOTIFY menuOpenChanged FINAL)
     // Any of the four: the bars show.
     Q_PROPERTY(bool chromeVisible READ chromeVisible NOTIFY chromeVisibleChanged FINAL)
     // The last change of `chromeVisible` came from `showChrome`: the bars fade for those only.
@@ -51,9 +53,11 @@ public:
     [[nodiscard]] bool cursorNearBar() const { return m_cursorNearBar; }
     [[nodiscard]] bool showVolume() const { return m_showVolume; }
     void setShowVolume(bool open);
+    [[nodiscard]] bool menuOpen() const { return m_menuOpen; }
+    void setMenuOpen(bool open);
     [[nodiscard]] bool chromeVisible() const
     {
-        return m_showChrome || m_hoveringBar || m_cursorNearBar || m_showVolume;
+        return m_showChrome || m_hoveringBar || m_cursorNearBar || m_showVolume || m_menuOpen;
     }
     [[nodiscard]] bool fading() const { return m_fading; }
     [[nodiscard]] bool ratePulse() const { return m_ratePulse; }
@@ -74,6 +78,7 @@ signals:
     void hoveringBarChanged();
     void cursorNearBarChanged();
     void showVolumeChanged();
+    void menuOpenChanged();
     void chromeVisibleChanged();
     void ratePulseChanged();
     void commandsChanged();
@@ -88,6 +93,7 @@ private:
     bool m_hoveringBar = false;
     bool m_cursorNearBar = false;
     bool m_showVolume = false;
+    bool m_menuOpen = false;
     bool m_fading = false;
     bool m_ratePulse = false;
     TaskScheduler::TaskId m_hideTask = 0;
