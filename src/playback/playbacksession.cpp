@@ -140,9 +140,16 @@ void PlaybackSession::attachTimeObserver(MediaPlayer *player)
 void PlaybackSession::observe(MediaPlayer *player)
 {
     const QPointer<MediaPlayer> guard(player);
-    m_itemObservers << connect(
-        player, &MediaPlayer::statusChanged, this, [this, guard] { statusObserved(guard); },
-        Qt::QueuedConnection);
+    // Each status is taken when the player reports it and handled from the event loop, so a
+    // status reported twice in quick succession is still handled once for each report.
+    const auto deliverStatus = [this, guard](MediaPlayer::Status status) {
+        QMetaObject::invokeMethod(
+            this, [this, guard, status] { statusObserved(guard, status); }, Qt::QueuedConnection);
+    };
+    m_itemObservers << connect(player, &MediaPlayer::statusChanged, this, [guard, deliverStatus] {
+        if (guard)
+            deliverStatus(guard->status());
+    });
     m_itemObservers << connect(
         player, &MediaPlayer::presentationSizeChanged, this,
         [this, guard] { presentationSizeObserved(guard); }, Qt::QueuedConnection);
@@ -153,21 +160,21 @@ void PlaybackSession::observe(MediaPlayer *player)
         player, &MediaPlayer::reachedEnd, this, [this, guard] { endObserved(guard); },
         Qt::QueuedConnection);
     // The current values are observed like changes, from the event loop.
+    deliverStatus(player->status());
     QMetaObject::invokeMethod(
         this,
         [this, guard] {
-            statusObserved(guard);
             presentationSizeObserved(guard);
             durationObserved(guard);
         },
         Qt::QueuedConnection);
 }
 
-void PlaybackSession::statusObserved(MediaPlayer *player)
+void PlaybackSession::statusObserved(MediaPlayer *player, MediaPlayer::Status status)
 {
     if (!isCurrent(player))
         return;
-    switch (player->status()) {
+    switch (status) {
     case MediaPlayer::Status::ReadyToPlay: {
         setReady(true);
         const double d = player->duration();

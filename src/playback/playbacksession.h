@@ -127,7 +127,7 @@ private:
     void attachTimeObserver(MediaPlayer *player);
     void observe(MediaPlayer *player);
     void applyVideoSize(MediaPlayer *player);
-    void statusObserved(MediaPlayer *player);
+    void statusObserved(MediaPlayer *player, MediaPlayer::Status status);
     void presentationSizeObserved(MediaPlayer *player);
     void durationObserved(MediaPlayer *player);
     void endObserved(MediaPlayer *player);
