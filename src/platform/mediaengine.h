@@ -65,7 +65,10 @@ public:
     Q_ENUM(Status)
 
     enum class SeekMode {
-        Exact,       // lands on the first frame at or after the target
+        // Lands on the first frame that starts at or after the target. A frame that starts less
+        // than 5 ms before the target counts as starting at it, so that a target computed from a
+        // frame's time (in floating point, on a grid of 1/600 s) lands on that frame.
+        Exact,
         Approximate, // lands on a nearby key frame, quickly
     };
 
@@ -79,7 +82,8 @@ public:
     [[nodiscard]] virtual QSizeF presentationSize() const = 0;
     // Seconds; 0 while unknown, may be infinite for endless streams.
     [[nodiscard]] virtual double duration() const = 0;
-    // The playhead in seconds; during a seek, the seek's target.
+    // The playhead in seconds: during a seek, the seek's target; after an exact seek, its target
+    // until playback runs again; at the end of the item, the duration.
     [[nodiscard]] virtual double currentTime() const = 0;
 
     // Playback speed, 0 while paused. Setting a positive rate plays at that rate; 0 pauses.
@@ -122,7 +126,8 @@ signals:
     // About 30 times a second while playing, and once whenever the playhead jumps or playback
     // starts or stops. Carries the playhead in seconds.
     void tick(double seconds);
-    // The item played to its end; the player has paused itself on the last frame.
+    // Playback reached the end of the item; the player has paused itself on the last frame. A
+    // paused player sent to the end does not report it.
     void reachedEnd();
 
 protected:

@@ -88,6 +88,7 @@ enum class Prop : uint64_t {
     EofReached,
     ContainerFps,
     EstimatedFps,
+    Seekable,
 };
 
 struct ObservedProperty {
@@ -104,6 +105,7 @@ constexpr ObservedProperty kObserved[] = {
     {Prop::EofReached, "eof-reached", MPV_FORMAT_FLAG},
     {Prop::ContainerFps, "container-fps", MPV_FORMAT_DOUBLE},
     {Prop::EstimatedFps, "estimated-vf-fps", MPV_FORMAT_DOUBLE},
+    {Prop::Seekable, "seekable", MPV_FORMAT_FLAG},
 };
 
 // Options that make a core a quiet, self-contained player of one local file. Every file is
@@ -148,6 +150,10 @@ constexpr std::pair<const char *, const char *> kCoreOptions[] = {
     // Nothing plays until the session asks for a rate.
     {"pause", "yes"},
     {"keepaspect", "yes"},
+    // Rates other than 1 keep the pitch. mpv inserts scaletempo2 by itself, but mutes below
+    // 0.25x; its ceiling stays at 4x, where it mutes too, because above about 7x scaletempo2
+    // of mpv 0.35 writes past its buffers and brings the process down.
+    {"af", "scaletempo2=min-speed=0:max-speed=4"},
     {"scale", "bilinear"},
     {"dscale", "bilinear"},
     {"cscale", "bilinear"},
@@ -343,7 +349,8 @@ private:
 
 class MpvPlayer final : public MediaPlayer {
 public:
-    MpvPlayer(const QUrl &url, const MpvEngine::Options &options)
+    MpvPlayer(const QUrl &url, const MpvEngine::Options &options,
+              const MpvEngine::MpvOptions &extraOptions)
         : m_url(url)
         , m_path(url.isLocalFile() ? url.toLocalFile() : QString())
         , m_drawsVideo(options.drawsVideo)
@@ -363,6 +370,8 @@ public:
         mpv_set_option_string(h, "vo", m_drawsVideo ? "libmpv" : "null");
         if (!options.audioOutput.isEmpty())
             mpv_set_option_string(h, "ao", options.audioOutput.constData());
+        for (const auto &[name, value] : extraOptions)
+            mpv_set_option_string(h, name.constData(), value.constData());
         mpv_request_log_messages(h, "error");
         mpv_set_wakeup_callback(h, &MpvPlayer::wakeup, this);
         if (mpv_initialize(h) < 0) {
@@ -427,8 +436,18 @@ public:
     void seek(double seconds, SeekMode mode, std::function<void()> completion) override
     {
         const uint64_t id = m_nextSeekId++;
-        m_seeksSent.push_back({id, std::move(completion)});
+        m_seeks.push_back({id, SeekStage::Sent, std::move(completion)});
         m_time = seconds;
+        m_holdsSeekTarget = mode == SeekMode::Exact && !m_playRequested;
+        // The playhead jumps now. Announced from the event loop, after any tick of the old
+        // position still on its way, so the old position cannot have the last word.
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                m_lastTick = m_time;
+                emit tick(m_time);
+            },
+            Qt::QueuedConnection);
         const QByteArray target = number(seconds);
         const char *flags = mode == SeekMode::Exact ? "absolute+exact" : "absolute+keyframes";
         const char *cmd[] = {"seek", target.constData(), flags, nullptr};
@@ -477,8 +496,17 @@ public:
     }
 
 private:
+    // A seek goes to the core (Sent), the core takes the command (Accepted), starts it, alone or
+    // with others queued beside it (Started), and shows its target at the next playback
+    // restart, where it completes.
+    enum class SeekStage {
+        Sent,
+        Accepted,
+        Started,
+    };
     struct PendingSeek {
         uint64_t id;
+        SeekStage stage;
         std::function<void()> completion;
     };
 
@@ -540,8 +568,18 @@ private:
             if (event.reply_userdata >= uint64_t(Reply::FirstSeekId))
                 seekAccepted(event.reply_userdata, event.error);
             break;
+        case MPV_EVENT_SEEK:
+            // The core started the seeks it had taken (several queued ones start as one); the
+            // next restart is theirs. A restart that comes first belongs to an earlier seek or
+            // to the loading of the file.
+            for (PendingSeek &seek : m_seeks) {
+                if (seek.stage == SeekStage::Accepted)
+                    seek.stage = SeekStage::Started;
+            }
+            break;
         case MPV_EVENT_PLAYBACK_RESTART:
-            completeAcceptedSeeks();
+            completeSeeks([](const PendingSeek &s) { return s.stage == SeekStage::Started; });
+            m_lastTick = m_time;
             emit tick(m_time);
             break;
         case MPV_EVENT_END_FILE: {
@@ -550,6 +588,8 @@ private:
                 fail(end->error);
             else if (end->reason == MPV_END_FILE_REASON_REDIRECT)
                 failRedirect();
+            // Nothing restarts after the end of the file.
+            completeSeeks([](const PendingSeek &) { return true; });
             break;
         }
         case MPV_EVENT_CLIENT_MESSAGE: {
@@ -583,8 +623,11 @@ private:
             break;
         }
         case Prop::TimePos: {
-            if (!has || !m_seeksSent.empty() || !m_seeksAccepted.empty())
-                break; // while seeking, the playhead reads as the seek's target
+            // While seeking, and paused after an exact seek, the playhead reads as the seek's
+            // target (mpv's time-pos is the start of the frame shown, up to a frame later, or the
+            // start of the last frame for a target at the end); at the end, as the end.
+            if (!has || !m_seeks.empty() || m_atEnd || m_holdsSeekTarget)
+                break;
             m_time = *static_cast<double *>(p.data);
             // The engine reports every frame; the session wants about 30 reports a second.
             if (std::abs(m_time - m_lastTick) >= 1.0 / 30.0 - 1e-3) {
@@ -607,14 +650,27 @@ private:
             }
             break;
         }
-        case Prop::EofReached:
-            if (has && *static_cast<int *>(p.data)) {
-                m_paused = true;
-                m_lastTick = m_time;
-                emit tick(m_time);
+        case Prop::EofReached: {
+            const bool atEnd = has && *static_cast<int *>(p.data);
+            if (atEnd == m_atEnd)
+                break;
+            m_atEnd = atEnd;
+            if (!atEnd)
+                break; // a seek away from the end; time-pos takes over again
+            // The last frame stays on screen, and the playhead is at the end of the item (mpv's
+            // time-pos stays at the start of the last frame).
+            if (std::isfinite(m_duration) && m_duration > 0)
+                m_time = m_duration;
+            // Only playback reaches the end: a paused player that was sent there stays put.
+            const bool played = m_playRequested;
+            m_playRequested = false;
+            m_paused = true;
+            m_lastTick = m_time;
+            emit tick(m_time);
+            if (played)
                 emit reachedEnd();
-            }
             break;
+        }
         case Prop::ContainerFps:
             m_containerFps = has ? *static_cast<double *>(p.data) : 0.0;
             updateTrack();
@@ -622,6 +678,9 @@ private:
         case Prop::EstimatedFps:
             m_estimatedFps = has ? *static_cast<double *>(p.data) : 0.0;
             updateTrack();
+            break;
+        case Prop::Seekable:
+            m_seekable = !has || *static_cast<int *>(p.data) != 0;
             break;
         }
     }
@@ -686,18 +745,15 @@ private:
 
     void seekAccepted(uint64_t id, int error)
     {
-        auto it = std::find_if(m_seeksSent.begin(), m_seeksSent.end(),
+        auto it = std::find_if(m_seeks.begin(), m_seeks.end(),
                                [id](const PendingSeek &s) { return s.id == id; });
-        if (it == m_seeksSent.end())
+        if (it == m_seeks.end() || it->stage != SeekStage::Sent)
             return;
-        PendingSeek seek = std::move(*it);
-        m_seeksSent.erase(it);
-        if (error < 0) {
-            if (seek.completion)
-                seek.completion();
-            return;
-        }
-        m_seeksAccepted.push_back(std::move(seek));
+        it->stage = SeekStage::Accepted;
+        // A seek the core refused never starts; in a stream that cannot seek, the core may drop
+        // a seek without a word. Neither will see a restart.
+        if (error < 0 || !m_seekable)
+            completeSeeks([id](const PendingSeek &s) { return s.id == id; });
     }
 
     // A seek the core never took: complete it from the event loop, like any other.
@@ -707,10 +763,20 @@ private:
             this, [this, id] { seekAccepted(id, MPV_ERROR_GENERIC); }, Qt::QueuedConnection);
     }
 
-    void completeAcceptedSeeks()
+    // Runs, once each, the completions of the seeks that `done` picks. Taken out of the list
+    // first: a completion may send the next seek.
+    template<typename Pick> void completeSeeks(Pick done)
     {
-        auto done = std::exchange(m_seeksAccepted, {});
-        for (auto &seek : done) {
+        std::vector<PendingSeek> finished;
+        for (auto it = m_seeks.begin(); it != m_seeks.end();) {
+            if (done(*it)) {
+                finished.push_back(std::move(*it));
+                it = m_seeks.erase(it);
+            } else {
+                ++it;
+            }
+        }
+        for (PendingSeek &seek : finished) {
             if (seek.completion)
                 seek.completion();
         }
@@ -718,6 +784,9 @@ private:
 
     void setPaused(bool paused)
     {
+        m_playRequested = !paused;
+        if (!paused)
+            m_holdsSeekTarget = false;
         int flag = paused ? 1 : 0;
         ++m_pendingPauseSets;
         mpv_set_property_async(m_core->handle, uint64_t(Reply::SetPause), "pause", MPV_FORMAT_FLAG,
@@ -779,10 +848,7 @@ private:
 
     void completeAllSeeks()
     {
-        auto sent = std::exchange(m_seeksSent, {});
-        for (auto &seek : sent)
-            m_seeksAccepted.push_back(std::move(seek));
-        completeAcceptedSeeks();
+        completeSeeks([](const PendingSeek &) { return true; });
     }
 
     const QUrl m_url;
@@ -804,8 +870,11 @@ private:
     bool m_loadRequested = false;
 
     uint64_t m_nextSeekId = uint64_t(Reply::FirstSeekId);
-    std::vector<PendingSeek> m_seeksSent;     // sent, not yet taken by the core
-    std::vector<PendingSeek> m_seeksAccepted; // taken, complete at the next restart
+    std::vector<PendingSeek> m_seeks; // oldest first
+    bool m_seekable = true;
+    bool m_atEnd = false;
+    bool m_playRequested = false;   // the last thing asked of the player was to play
+    bool m_holdsSeekTarget = false; // paused since an exact seek
 
     QSizeF m_naturalSize{0, 0};
     int m_rotation = 0;
@@ -822,12 +891,13 @@ private:
 
 } // namespace
 
-MpvEngine::MpvEngine(Options options)
+MpvEngine::MpvEngine(Options options, MpvOptions extraOptions)
     : m_options(std::move(options))
+    , m_extraOptions(std::move(extraOptions))
 {
 }
 
 std::unique_ptr<MediaPlayer> MpvEngine::createPlayer(const QUrl &url)
 {
-    return std::make_unique<MpvPlayer>(url, m_options);
+    return std::make_unique<MpvPlayer>(url, m_options, m_extraOptions);
 }

@@ -2,6 +2,9 @@
 
 #include "mediaengine.h"
 
+#include <utility>
+#include <vector>
+
 // MediaEngine on libmpv. Each player owns its own mpv core, so that the events of one file can
 // never be mistaken for those of the next; a core is cheap to create (a few milliseconds) and is
 // destroyed on a background thread, because mpv_terminate_destroy() waits for the core to stop.
@@ -15,11 +18,15 @@ public:
         // mpv's audio output driver; empty keeps mpv's own choice ("null" in tests).
         QByteArray audioOutput;
     };
+    // Further mpv options by name and value, set on every core after Lunelo's own: for tests and
+    // tools (for example "ao-pcm-file", to record the sound).
+    using MpvOptions = std::vector<std::pair<QByteArray, QByteArray>>;
 
-    explicit MpvEngine(Options options);
+    explicit MpvEngine(Options options, MpvOptions extraOptions = {});
 
     std::unique_ptr<MediaPlayer> createPlayer(const QUrl &url) override;
 
 private:
     Options m_options;
+    MpvOptions m_extraOptions;
 };

@@ -27,6 +27,13 @@ make asym.mp4 -f lavfi -i "color=c=0x808080:size=1920x1080:rate=5,drawbox=x=0:y=
 if [ ! -s rotated.mp4 ]; then
     ff -i asym.mp4 -c copy -metadata:s:v:0 rotate=90 tmp.rotated.mp4 && mv tmp.rotated.mp4 rotated.mp4
 fi
+# A frame counter, 60 s at 25 fps with a 440 Hz tone: a 4 × 3 grid of 80-pixel blocks, the top-left
+# one always white, the others bits 0 to 10 of the frame number (white = 1) in reading order. Big
+# flat blocks survive compression, so a grabbed picture tells which frame is shown. One key frame
+# every 10 s, so a seek that is not exact shows.
+make counter.mp4 -f lavfi -i "color=c=black:size=8x6:rate=25,format=gray,geq=lum='if(lt(X\,2)*lt(Y\,2)\,255\,255*mod(floor(N/pow(2\,floor(X/2)+4*floor(Y/2)-1))\,2))',scale=320:240:flags=neighbor,format=yuv420p" \
+    -f lavfi -i sine=frequency=440:sample_rate=48000 -t 60 -c:v libx264 -preset veryfast \
+    -g 250 -keyint_min 250 -sc_threshold 0 -c:a aac -shortest
 # Broken inputs: the first 40 % of an MP4 whose index sits at its end, and text named as video.
 if [ ! -s truncated.mp4 ]; then
     head -c $(($(stat -c %s clip.mp4) * 4 / 10)) clip.mp4 >truncated.mp4
