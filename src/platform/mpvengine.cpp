@@ -75,6 +75,7 @@ constexpr const char *kVideoOutputMessage = "lunelo-video-output";
 enum class Reply : uint64_t {
     None = 0,
     SetPause,
+    PauseState,
     LoadedDuration,
     LoadedVideoTrack,
     FirstSeekId = 1000, // seek commands carry their own ids from here on
@@ -149,6 +150,10 @@ constexpr std::pair<const char *, const char *> kCoreOptions[] = {
     {"keep-open-pause", "yes"},
     // Nothing plays until the session asks for a rate.
     {"pause", "yes"},
+    // A track that cannot be decoded, or an output that cannot start, is left out and the rest
+    // plays (libmpv would stop the whole file): a broken picture still leaves the sound, a
+    // missing sound device the picture. With nothing left, the file fails as nothing to play.
+    {"stop-playback-on-init-failure", "no"},
     {"keepaspect", "yes"},
     // Rates other than 1 keep the pitch. mpv inserts scaletempo2 by itself, but mutes below
     // 0.25x; its ceiling stays at 4x, where it mutes too, because above about 7x scaletempo2
@@ -230,15 +235,16 @@ MediaError describeFailure(const QString &path, int mpvError)
     if (path.isEmpty())
         return {Code::UnsupportedSource,
                 QStringLiteral("Este endereço não é um arquivo de vídeo.")};
-    if (!QFileInfo::exists(path))
-        return {Code::FileNotFound,
-                QStringLiteral("O vídeo não foi encontrado. Ele pode ter sido movido ou apagado.")};
+    // Permission first: a file in a folder the process may not enter does not seem to exist.
     const QByteArray native = QFile::encodeName(path);
     const int fd = ::open(native.constData(), O_RDONLY | O_CLOEXEC);
     if (fd < 0 && (errno == EACCES || errno == EPERM))
         return {Code::NoPermissionToRead, QStringLiteral("Sem permissão para ler este vídeo.")};
     if (fd >= 0)
         ::close(fd);
+    if (!QFileInfo::exists(path))
+        return {Code::FileNotFound,
+                QStringLiteral("O vídeo não foi encontrado. Ele pode ter sido movido ou apagado.")};
     switch (mpvError) {
     case MPV_ERROR_UNKNOWN_FORMAT:
         if (looksLikePlaylist(path))
@@ -561,8 +567,14 @@ private:
                           *static_cast<mpv_event_property *>(event.data));
             break;
         case MPV_EVENT_SET_PROPERTY_REPLY:
-            if (Reply(event.reply_userdata) == Reply::SetPause && m_pendingPauseSets > 0)
-                --m_pendingPauseSets;
+            // The core may have paused by itself while our pauses were on their way (at the end
+            // of the file, where it keeps the last frame), and that change was passed over as
+            // older than ours: once the last one is in, ask for the state itself.
+            if (Reply(event.reply_userdata) == Reply::SetPause && m_pendingPauseSets > 0 &&
+                --m_pendingPauseSets == 0) {
+                mpv_get_property_async(m_core->handle, uint64_t(Reply::PauseState), "pause",
+                                       MPV_FORMAT_FLAG);
+            }
             break;
         case MPV_EVENT_COMMAND_REPLY:
             if (event.reply_userdata >= uint64_t(Reply::FirstSeekId))
@@ -639,17 +651,10 @@ private:
         case Prop::VideoParams:
             videoParamsChanged(has ? static_cast<mpv_node *>(p.data) : nullptr);
             break;
-        case Prop::Pause: {
-            if (!has || m_pendingPauseSets > 0)
-                break; // an older state; the newer one we asked for is on its way
-            const bool paused = *static_cast<int *>(p.data) != 0;
-            if (paused != m_paused) {
-                m_paused = paused;
-                m_lastTick = m_time;
-                emit tick(m_time);
-            }
+        case Prop::Pause:
+            if (has)
+                pauseObserved(*static_cast<int *>(p.data) != 0);
             break;
-        }
         case Prop::EofReached: {
             const bool atEnd = has && *static_cast<int *>(p.data);
             if (atEnd == m_atEnd)
@@ -696,11 +701,25 @@ private:
             Trace::event("loaded", number(m_duration));
             emit statusChanged();
             emit durationChanged();
+        } else if (id == Reply::PauseState) {
+            if (has)
+                pauseObserved(*static_cast<int *>(p.data) != 0);
         } else if (id == Reply::LoadedVideoTrack) {
             const auto *node = has ? static_cast<mpv_node *>(p.data) : nullptr;
             const bool hasVideo = node && node->format == MPV_FORMAT_INT64;
             if (!hasVideo)
                 settleTrack();
+        }
+    }
+
+    void pauseObserved(bool paused)
+    {
+        if (m_pendingPauseSets > 0)
+            return; // an older state; the newer one we asked for is on its way
+        if (paused != m_paused) {
+            m_paused = paused;
+            m_lastTick = m_time;
+            emit tick(m_time);
         }
     }
 

@@ -51,3 +51,21 @@ make checker1600.mp4 -f lavfi -i "nullsrc=size=1600x900:rate=5,geq=lum='if(mod(X
 # Long enough to skip 10 s both ways: 30 s, small and cheap to decode.
 make long.mp4 -f lavfi -i testsrc2=size=160x120:rate=10 -t 30 -c:v libx264 -preset veryfast \
     -pix_fmt yuv420p -g 10
+# Sources of the hostile-file corpus (the tests derive the damaged files from these and the clips
+# above): the clip with its index first, so a cut keeps it; sound only; still pictures; a picture
+# whose header makes it a thousand times wider than tall; a raw-video stream to put absurd sizes
+# into; subtitles and nothing else.
+if [ ! -s faststart.mp4 ]; then
+    ff -i clip.mp4 -c copy -movflags +faststart tmp.faststart.mp4 && mv tmp.faststart.mp4 faststart.mp4
+fi
+make audio.mp4 -f lavfi -i sine=frequency=440:sample_rate=48000 -t 2 -c:a aac
+make audio.webm -f lavfi -i sine=frequency=440:sample_rate=48000 -t 2 -c:a libopus
+make picture.png -f lavfi -i testsrc2=size=320x240 -frames:v 1
+make picture.jpg -f lavfi -i testsrc2=size=320x240 -frames:v 1
+make wide.mkv -f lavfi -i testsrc2=size=64x48:rate=25 -t 1 -c:v libx264 -pix_fmt yuv420p -aspect 1000:1
+make raw.y4m -f lavfi -i testsrc2=size=64x48:rate=5 -t 1 -pix_fmt yuv420p
+if [ ! -s subtitles.mkv ]; then
+    printf '1\n00:00:00,000 --> 00:00:02,000\nOlá\n' >tmp.subtitles.srt
+    ff -i tmp.subtitles.srt -c:s srt tmp.subtitles.mkv && mv tmp.subtitles.mkv subtitles.mkv
+    rm -f tmp.subtitles.srt
+fi
