@@ -26,7 +26,9 @@ Q_LOGGING_CATEGORY(lcMpv, "lunelo.mpv")
 namespace {
 
 // Destroys mpv cores off the GUI thread: mpv_terminate_destroy() waits for the core to wind
-// down its threads and outputs. The threads are joined when the process exits.
+// down its threads and outputs. Each core goes on a thread of its own, so one that is slow to
+// stop holds up no other; a finished thread is joined at the next destruction (its stack stays
+// mapped until then), the rest when the process exits.
 class Reaper {
 public:
     static Reaper &instance()
@@ -38,23 +40,44 @@ public:
     void destroy(mpv_handle *handle)
     {
         std::lock_guard lock(m_mutex);
-        m_threads.emplace_back([handle] { mpv_terminate_destroy(handle); });
+        joinFinished();
+        auto done = std::make_shared<std::atomic_bool>(false);
+        m_threads.push_back({std::thread([handle, done] {
+                                 mpv_terminate_destroy(handle);
+                                 *done = true;
+                             }),
+                             done});
     }
 
     ~Reaper()
     {
-        std::vector<std::thread> threads;
+        std::vector<Destruction> threads;
         {
             std::lock_guard lock(m_mutex);
             threads.swap(m_threads);
         }
         for (auto &t : threads)
-            t.join();
+            t.thread.join();
     }
 
 private:
+    struct Destruction {
+        std::thread thread;
+        std::shared_ptr<std::atomic_bool> done;
+    };
+
+    void joinFinished()
+    {
+        std::erase_if(m_threads, [](Destruction &d) {
+            if (!*d.done)
+                return false;
+            d.thread.join(); // returns at once: the thread is past its work
+            return true;
+        });
+    }
+
     std::mutex m_mutex;
-    std::vector<std::thread> m_threads;
+    std::vector<Destruction> m_threads;
 };
 
 // One mpv core, shared by its player (GUI thread) and its renderer (render thread); the core is
