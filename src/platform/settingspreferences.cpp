@@ -1,13 +1,28 @@
 #include "preferences.h"
 
+#include <QDateTime>
+#include <QFile>
 #include <QSettings>
 
 namespace {
 
 // QSettings in the native format: the organisation and application names set at start-up
-// decide the file. Every write is synced at once, so a value is on disk when the call returns.
+// decide the file. Every write is synced at once, so a value is on disk when the call returns,
+// and goes through a temporary file renamed over the old one, so the file is always whole.
+//
+// A damaged file (garbage, a cut-off write, values of the wrong type) is read for what it holds:
+// a value that cannot be read as its type reads as absent, so its default applies. QSettings
+// writes the values it could read back over such a file at the next write, which leaves a
+// well-formed file; what it could not read is lost then, so a file it could not parse whole is
+// first copied aside, as "<file>.damaged-<time>", for the user to look at.
 class SettingsPreferences final : public Preferences {
 public:
+    SettingsPreferences()
+    {
+        m_settings.setAtomicSyncRequired(true);
+        keepDamagedFile();
+    }
+
     [[nodiscard]] bool boolValue(const QString &key) const override
     {
         const QVariant v = m_settings.value(key);
@@ -38,6 +53,19 @@ public:
     void setData(const QString &key, const QByteArray &value) override { write(key, value); }
 
 private:
+    void keepDamagedFile()
+    {
+        // Sections are parsed as they are first read: read them all, so the status is the
+        // whole file's.
+        (void)m_settings.allKeys();
+        if (m_settings.status() != QSettings::FormatError)
+            return;
+        const QString file = m_settings.fileName();
+        const QString stamp =
+            QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'"));
+        QFile::copy(file, file + QStringLiteral(".damaged-") + stamp);
+    }
+
     void write(const QString &key, const QVariant &value)
     {
         m_settings.setValue(key, value);
