@@ -23,8 +23,13 @@ ModeGeometry introduction(const QRectF &visible)
 ModeGeometry player(const std::optional<QRectF> &saved, const QRectF &visible)
 {
     QRectF frame;
-    if (saved && saved->width() >= kPlayerMinimum.width() &&
-        saved->height() >= kPlayerMinimum.height()) {
+    // A frame beyond the maximum size is none this window could have had: a damaged
+    // preferences file, whose numbers would overflow the window system's.
+    const auto restorable = [](QSizeF size) {
+        return size.width() >= kPlayerMinimum.width() && size.height() >= kPlayerMinimum.height() &&
+               size.width() <= kPlayerMaximum.width() && size.height() <= kPlayerMaximum.height();
+    };
+    if (saved && restorable(saved->size())) {
         frame = saved->intersects(visible) ? *saved : centred(saved->size(), visible);
     } else {
         frame = centred(QSizeF(kPlayerWidth, std::min(visible.height() - 48, kPlayerHeightAtMost)),

@@ -30,8 +30,8 @@ struct ModeGeometry {
 
 // The introduction: 460 wide, up to 580 high, centred.
 [[nodiscard]] ModeGeometry introduction(const QRectF &visible);
-// The player: the saved frame when it is at least 480 × 320 (centred with its size when it
-// lies wholly outside `visible`), else 980 wide, up to 640 high, centred.
+// The player: the saved frame when it is at least 480 × 320 and at most 20000 × 20000 (centred
+// with its size when it lies wholly outside `visible`), else 980 wide, up to 640 high, centred.
 [[nodiscard]] ModeGeometry player(const std::optional<QRectF> &saved, const QRectF &visible);
 // `frame` scaled by kFadeScale about its centre.
 [[nodiscard]] QRectF shrunk(const QRectF &frame);

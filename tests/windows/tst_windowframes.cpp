@@ -74,6 +74,12 @@ private slots:
             << true << QRectF(50, 60, 480, 320) << QRectF(50, 60, 480, 320);
         QTest::newRow("saved off screen, centred")
             << true << QRectF(3000, 100, 800, 600) << QRectF(320, 162, 800, 600);
+        QTest::newRow("saved 20000 × 20000 is the largest")
+            << true << QRectF(0, 0, 20000, 20000) << QRectF(0, 0, 20000, 20000);
+        QTest::newRow("saved beyond the largest, from a damaged file")
+            << true << QRectF(0, 0, 1e300, 600) << QRectF(230, 142, 980, 640);
+        QTest::newRow("saved far away, centred")
+            << true << QRectF(-1e300, 1e300, 800, 600) << QRectF(320, 162, 800, 600);
     }
 
     void modeFrames()
