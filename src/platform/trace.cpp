@@ -22,7 +22,8 @@ void event(const char *name, const QString &detail)
     timespec ts{};
     clock_gettime(CLOCK_MONOTONIC, &ts);
     const double now = double(ts.tv_sec) + double(ts.tv_nsec) / 1e9;
-    const QByteArray text = detail.toUtf8();
+    QByteArray text = detail.toUtf8();
+    text.replace('\\', "\\\\").replace('\n', "\\n").replace('\r', "\\r");
     // One fprintf per line: stdio locks the stream, so lines of different threads never mix.
     std::fprintf(stderr, "lunelo-trace %.6f %s%s%s\n", now, name, text.isEmpty() ? "" : " ",
                  text.constData());

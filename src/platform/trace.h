@@ -6,7 +6,8 @@
 // variable LUNELO_TRACE is set to a non-empty value other than 0; then each event is one line on
 // standard error:
 //     lunelo-trace <CLOCK_MONOTONIC seconds> <event> [detail]
-// Any thread. Costs one branch when off.
+// A detail stays on its line: a backslash, newline or carriage return in it is written as \\,
+// \n or \r (file names may hold all three). Any thread. Costs one branch when off.
 namespace Trace {
 
 [[nodiscard]] bool enabled();

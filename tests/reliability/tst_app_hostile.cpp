@@ -1,0 +1,227 @@
+// Hostile folders and preferences in the real application under X: stepping with the Down key
+// through a folder of damaged and odd files, a folder deleted while one of its files plays, and
+// damaged preferences files. Each case ends in a state the trace or the window shows.
+#include "appdriver.h"
+#include "testsupport.h"
+
+#include <QDir>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+const QString kUnrecognized = QStringLiteral("error O formato deste arquivo não é reconhecido.");
+const QString kReady = QStringLiteral("ready");
+
+// A path as the trace writes it: backslashes and line breaks escaped.
+QString traced(QString path)
+{
+    return path.replace(QLatin1Char('\\'), QStringLiteral("\\\\"))
+        .replace(QLatin1Char('\n'), QStringLiteral("\\n"))
+        .replace(QLatin1Char('\r'), QStringLiteral("\\r"));
+}
+
+// How the file opened at or after trace line `from` ended: "ready", or "error <message>"; empty
+// when neither came.
+QString outcome(AppDriver &app, int from)
+{
+    QString found;
+    (void)QTest::qWaitFor(
+        [&] {
+            const QStringList lines = app.trace();
+            for (int i = from; i < lines.size() && found.isEmpty(); ++i) {
+                if (lines[i] == kReady || lines[i].startsWith(QLatin1String("error ")))
+                    found = lines[i];
+            }
+            return !found.isEmpty();
+        },
+        10000);
+    return found;
+}
+
+void activate(AppDriver &app)
+{
+    AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
+                        QString::number(app.window())});
+}
+
+QByteArray media(const QString &clip)
+{
+    QFile file(testMedia(clip));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool writeRaw(const QByteArray &path, const QByteArray &content)
+{
+    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0)
+        return false;
+    const bool ok = ::write(fd, content.constData(), size_t(content.size())) == content.size();
+    ::close(fd);
+    return ok;
+}
+
+void clickAt(AppDriver &app, QPoint inWindow)
+{
+    const QPoint origin = app.windowGeometry().topLeft();
+    AppDriver::xdotool({QStringLiteral("mousemove"), QString::number(origin.x() + inWindow.x()),
+                        QString::number(origin.y() + inWindow.y()), QStringLiteral("click"),
+                        QStringLiteral("1")});
+}
+
+} // namespace
+
+class TestAppHostile : public QObject {
+    Q_OBJECT
+
+private slots:
+    // Down steps through every video of the folder in order, each ending playing or with the
+    // banner's message, and wraps around to the first, which plays again.
+    void downStepsThroughAFolderOfDamagedFiles()
+    {
+        QTemporaryDir dir;
+        const QByteArray clip = media(QStringLiteral("clip.mp4"));
+        const QList<std::tuple<QString, QByteArray, QString>> files{
+            {QStringLiteral("01 clip.mp4"), clip, kReady},
+            {QStringLiteral("02 cut.mp4"), media(QStringLiteral("truncated.mp4")), kUnrecognized},
+            {QStringLiteral("03 empty.mp4"), QByteArray(""), kUnrecognized},
+            {QStringLiteral("04 text.mkv"), media(QStringLiteral("text.mp4")), kUnrecognized},
+            {QStringLiteral("05 sound only.mp4"), media(QStringLiteral("audio.mp4")), kReady},
+            {QStringLiteral("06 picture.mp4"), media(QStringLiteral("picture.png")), kReady},
+            {QStringLiteral("07 two\nlines.mp4"), clip, kReady},
+            {QStringLiteral("08 subtitles.mkv"), media(QStringLiteral("subtitles.mkv")),
+             QStringLiteral(
+                 "error Este arquivo não tem imagem nem som que o Lunelo consiga reproduzir.")},
+            {QStringLiteral("09 wide.mkv"), media(QStringLiteral("wide.mkv")), kReady},
+        };
+        for (const auto &[name, content, end] : files)
+            QVERIFY(writeRaw(QFile::encodeName(dir.filePath(name)), content));
+        // A name that is not UTF-8: Qt cannot name it, so it is not among the videos.
+        QVERIFY(
+            writeRaw(QFile::encodeName(dir.filePath(QStringLiteral("08b"))) + "\xff.mp4", clip));
+
+        AppDriver app;
+        QVERIFY(app.start({dir.filePath(std::get<0>(files[0]))}));
+        QCOMPARE(outcome(app, 0), kReady);
+        activate(app);
+        int opened = 0;
+        for (int i = 1; i <= files.size(); ++i) {
+            const auto &[name, content, end] = files[i % files.size()];
+            const int mark = app.traceCount();
+            AppDriver::xdotool({QStringLiteral("key"), QStringLiteral("Down")});
+            opened =
+                app.waitForTrace(QStringLiteral("url ") + traced(dir.filePath(name)), 10000, mark);
+            QVERIFY2(opened >= 0, qPrintable(name));
+            QCOMPARE(outcome(app, opened), end);
+        }
+        QVERIFY(app.waitForTrace(QStringLiteral("playing"), 10000, opened) >= 0);
+    }
+
+    // The open file keeps playing; Down cannot list the folder and asks for it in the folder
+    // panel; closed, the panel leaves its message, the video plays on, and the next file opens.
+    void folderDeletedWhileAFileOfItPlays()
+    {
+        auto dir = std::make_unique<QTemporaryDir>();
+        const QString a = dir->filePath(QStringLiteral("a.mp4"));
+        QVERIFY(QFile::copy(testMedia(QStringLiteral("long.mp4")), a));
+        QVERIFY(QFile::copy(testMedia(QStringLiteral("clip.mp4")),
+                            dir->filePath(QStringLiteral("b.mp4"))));
+        AppDriver app;
+        QVERIFY(app.start({a}));
+        QVERIFY(app.waitForTrace(QStringLiteral("playing")) >= 0);
+        activate(app);
+        dir.reset();
+        QVERIFY(!QFileInfo::exists(a));
+
+        const int mark = app.traceCount();
+        AppDriver::xdotool({QStringLiteral("key"), QStringLiteral("Down")});
+        QString panel;
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                panel = AppDriver::xdotool({QStringLiteral("search"), QStringLiteral("--name"),
+                                            QStringLiteral("Acesso à pasta")},
+                                           2000);
+                return !panel.isEmpty();
+            },
+            10000));
+        // Escape cancels the panel, as the user would.
+        AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
+                            panel.section('\n', 0, 0)});
+        AppDriver::xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+        QVERIFY(app.waitForTrace(
+                    QStringLiteral("error Sem acesso à pasta, não dá para abrir o próximo vídeo."),
+                    10000, mark) >= 0);
+        QVERIFY(!app.trace().mid(mark).join('\n').contains(QLatin1String("paused")));
+        QVERIFY(!app.trace().mid(mark).join('\n').contains(QLatin1String("url ")));
+
+        const int handed = app.traceCount();
+        AppDriver second;
+        QVERIFY(second.start({testMedia(QStringLiteral("clip.webm"))}));
+        QCOMPARE(second.waitForExit(), 0);
+        QVERIFY(app.waitForTrace(QStringLiteral("url ") + testMedia(QStringLiteral("clip.webm")),
+                                 10000, handed) >= 0);
+        QCOMPARE(outcome(app, handed), kReady);
+    }
+
+    // A damaged preferences file: what cannot be read takes its default (the introduction when
+    // its completion cannot be read, the default player frame), and the next write leaves a
+    // well-formed file.
+    void damagedPreferencesStartWithDefaults_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<bool>("introduction");
+        QTest::newRow("garbage") << QByteArray("\x00\x13\x37 not a settings file \xff\n", 25)
+                                 << true;
+        QTest::newRow("a frame of 1e300 points")
+            << QByteArray("[General]\nonboardingCompleted=true\n"
+                          "playerWindowFrame=\"{{0, 0}, {1e300, 1e300}}\"\n")
+            << false;
+        QTest::newRow("cut off in the frame")
+            << QByteArray("[General]\nonboardingCompleted=true\nplayerWindowFrame=\"{{100, 80}, {7")
+            << false;
+    }
+
+    void damagedPreferencesStartWithDefaults()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(bool, introduction);
+        AppDriver app;
+        {
+            QFile config(app.configFile());
+            QVERIFY(config.open(QIODevice::WriteOnly));
+            config.write(content);
+        }
+        QVERIFY(app.start({testMedia(QStringLiteral("clip.mp4"))}));
+        QVERIFY(app.window());
+        const QRect frame = app.windowGeometry();
+        if (introduction) {
+            QCOMPARE(frame.size(), QSize(460, 580));
+            clickAt(app, QPoint(230, frame.height() - 37)); // "Pular e só usar o player"
+            QVERIFY(app.waitForTrace(QStringLiteral("ready")) >= 0);
+        } else {
+            QCOMPARE(frame.size(), QSize(980, 640));
+            QVERIFY(app.waitForTrace(QStringLiteral("ready")) >= 0);
+            app.resizeWindow(800, 600); // saved once it stops moving
+        }
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                QSettings written(app.configFile(), QSettings::IniFormat);
+                return written
+                    .value(introduction ? QStringLiteral("onboardingCompleted")
+                                        : QStringLiteral("playerWindowFrame"))
+                    .toString()
+                    .startsWith(introduction ? QStringLiteral("true") : QStringLiteral("{{"));
+            },
+            10000));
+        QSettings written(app.configFile(), QSettings::IniFormat);
+        (void)written.allKeys();
+        QCOMPARE(written.status(), QSettings::NoError);
+    }
+};
+
+QTEST_MAIN(TestAppHostile)
+#include "tst_app_hostile.moc"
