@@ -32,7 +32,12 @@ constexpr const char *kAnnounced[] = {
 
 qlonglong microseconds(double seconds)
 {
-    return qlonglong(std::llround(seconds * 1e6));
+    // A file's header can claim a length beyond what 64 bits of microseconds hold.
+    constexpr double kMost = 9.2e18;
+    const double us = seconds * 1e6;
+    if (!(us > 0))
+        return 0;
+    return us < kMost ? qlonglong(std::llround(us)) : qlonglong(kMost);
 }
 
 } // namespace
@@ -233,6 +238,8 @@ double MprisService::rate() const
 
 void MprisService::setRate(double rate)
 {
+    if (std::isnan(rate))
+        return; // no rate at all: clamping would keep it, and the ladder cannot place it
     // A rate of 0 is how a client asks for a pause.
     if (rate <= 0)
         pause();
@@ -247,7 +254,8 @@ double MprisService::volume() const
 
 void MprisService::setVolume(double volume)
 {
-    m_session.setVolume(float(volume));
+    if (!std::isnan(volume))
+        m_session.setVolume(float(volume));
 }
 
 bool MprisService::hasFile() const

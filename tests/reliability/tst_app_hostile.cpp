@@ -4,10 +4,18 @@
 #include "appdriver.h"
 #include "testsupport.h"
 
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusVariant>
 #include <QDir>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
+
+#include <cstring>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -63,6 +71,30 @@ bool writeRaw(const QByteArray &path, const QByteArray &content)
     const bool ok = ::write(fd, content.constData(), size_t(content.size())) == content.size();
     ::close(fd);
     return ok;
+}
+
+// The application's MPRIS player, as a desktop client sees it.
+const QString kService = QStringLiteral("org.mpris.MediaPlayer2.lunelo");
+const QString kPlayer = QStringLiteral("org.mpris.MediaPlayer2.Player");
+
+QVariant callMpris(const QString &method, const QVariantList &arguments)
+{
+    auto message =
+        QDBusMessage::createMethodCall(kService, QStringLiteral("/org/mpris/MediaPlayer2"),
+                                       QStringLiteral("org.freedesktop.DBus.Properties"), method);
+    message.setArguments(arguments);
+    const QVariant value = QDBusConnection::sessionBus().call(message).arguments().value(0);
+    return value.canConvert<QDBusVariant>() ? value.value<QDBusVariant>().variant() : value;
+}
+
+QVariant mpris(const QString &property)
+{
+    return callMpris(QStringLiteral("Get"), {kPlayer, property});
+}
+
+void setMpris(const QString &property, const QVariant &value)
+{
+    callMpris(QStringLiteral("Set"), {kPlayer, property, QVariant::fromValue(QDBusVariant(value))});
 }
 
 void clickAt(AppDriver &app, QPoint inWindow)
@@ -165,6 +197,48 @@ private slots:
         QVERIFY(app.waitForTrace(QStringLiteral("url ") + testMedia(QStringLiteral("clip.webm")),
                                  10000, handed) >= 0);
         QCOMPARE(outcome(app, handed), kReady);
+    }
+
+    // A desktop client asks for what no player can do: a rate or volume that is no number, a
+    // rate beyond the highest; and a file claims a length beyond what MPRIS can carry. Nonsense
+    // changes nothing, the highest rate is as high as it goes, the length is the largest there
+    // is; the video plays on.
+    void desktopRequestsOutOfRange()
+    {
+        QTemporaryDir dir;
+        QByteArray webm = media(QStringLiteral("clip.webm"));
+        const qsizetype at = webm.indexOf(QByteArrayLiteral("\x44\x89\x88"));
+        QVERIFY(at > 0);
+        const double claimed = 1e300; // milliseconds in the header: 1e297 seconds
+        quint64 bits;
+        std::memcpy(&bits, &claimed, sizeof bits);
+        qToBigEndian(bits, webm.data() + at + 3);
+        const QString file = dir.filePath(QStringLiteral("forever.webm"));
+        QVERIFY(writeRaw(QFile::encodeName(file), webm));
+
+        AppDriver app;
+        QVERIFY(app.start({file}));
+        QVERIFY(app.waitForTrace(QStringLiteral("playing")) >= 0);
+        QVERIFY(QTest::qWaitFor(
+            [] {
+                return QDBusConnection::sessionBus()
+                    .interface()
+                    ->isServiceRegistered(kService)
+                    .value();
+            },
+            10000));
+        const QVariantMap metadata =
+            qdbus_cast<QVariantMap>(mpris(QStringLiteral("Metadata")).value<QDBusArgument>());
+        QCOMPARE(metadata.value(QStringLiteral("mpris:length")).toLongLong(), qint64(9.2e18));
+
+        setMpris(QStringLiteral("Rate"), qQNaN());
+        setMpris(QStringLiteral("Volume"), qQNaN());
+        QCOMPARE(mpris(QStringLiteral("Rate")).toDouble(), 1.0);
+        QCOMPARE(mpris(QStringLiteral("Volume")).toDouble(), 1.0);
+        setMpris(QStringLiteral("Rate"), qInf());
+        QVERIFY(app.waitForTrace(QStringLiteral("rate 16")) >= 0);
+        QVERIFY(!app.trace().join('\n').contains(QLatin1String("nan")));
+        QCOMPARE(mpris(QStringLiteral("PlaybackStatus")).toString(), QStringLiteral("Playing"));
     }
 
     // A damaged preferences file: what cannot be read takes its default (the introduction when
