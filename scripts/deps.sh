@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages Lunelo needs to build, run and test, when any is missing.
-# Usage: scripts/deps.sh [run|test]   (test adds the X server, window manager and media tools)
+# Usage: scripts/deps.sh [run|test|asan]   (test adds the X server, window manager and media
+# tools; asan adds clang with its sanitizer and libFuzzer runtimes)
 set -euo pipefail
 
 build=(cmake g++ ninja-build pkg-config
@@ -12,11 +13,13 @@ build=(cmake g++ ninja-build pkg-config
     fonts-dejavu-core libgl1-mesa-dri ffmpeg)
 testing=(xvfb xauth xdotool openbox dbus x11-utils x11-xkb-utils imagemagick mpv
     desktop-file-utils appstream)
+sanitizing=(clang-14 libclang-rt-14-dev)
 
 wanted=("${build[@]}")
-if [ "${1:-run}" = test ]; then
-    wanted+=("${testing[@]}")
-fi
+case "${1:-run}" in
+test) wanted+=("${testing[@]}") ;;
+asan) wanted+=("${testing[@]}" "${sanitizing[@]}") ;;
+esac
 
 missing=()
 for p in "${wanted[@]}"; do
