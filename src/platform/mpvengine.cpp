@@ -468,6 +468,7 @@ public:
         m_seeks.push_back({id, SeekStage::Sent, std::move(completion)});
         m_time = seconds;
         m_holdsSeekTarget = mode == SeekMode::Exact && !m_playRequested;
+        m_seekedSinceEnd = true;
         // The playhead jumps now. Announced from the event loop, after any tick of the old
         // position still on its way, so the old position cannot have the last word.
         QMetaObject::invokeMethod(
@@ -683,6 +684,7 @@ private:
             if (atEnd == m_atEnd)
                 break;
             m_atEnd = atEnd;
+            m_seekedSinceEnd = false;
             if (!atEnd)
                 break; // a seek away from the end; time-pos takes over again
             // The last frame stays on screen, and the playhead is at the end of the item (mpv's
@@ -826,6 +828,14 @@ private:
 
     void setPaused(bool paused)
     {
+        if (!paused && m_atEnd && !m_seekedSinceEnd) {
+            // Nothing is left to play: the core would pause again at once (keep-open), and
+            // that change can slip past unseen between our requests. The player stays paused
+            // at the end; the session hears so from the event loop.
+            QMetaObject::invokeMethod(
+                this, [this] { emit tick(m_time); }, Qt::QueuedConnection);
+            return;
+        }
         m_playRequested = !paused;
         if (!paused)
             m_holdsSeekTarget = false;
@@ -915,6 +925,7 @@ private:
     std::vector<PendingSeek> m_seeks; // oldest first
     bool m_seekable = true;
     bool m_atEnd = false;
+    bool m_seekedSinceEnd = false;  // a seek went out since the core last reached the end
     bool m_playRequested = false;   // the last thing asked of the player was to play
     bool m_holdsSeekTarget = false; // paused since an exact seek
 

@@ -73,7 +73,7 @@ private slots:
         QTest::newRow("intact") << good << true << frame << false;
         QTest::newRow("zero bytes") << QByteArray("") << false << QString() << false;
         QTest::newRow("binary garbage")
-            << QByteArray("\x00\x01\x02\xff\xfe\x7f garbage\x00", 17) << false << QString()
+            << QByteArrayLiteral("\x00\x01\x02\xff\xfe\x7f garbage\x00") << false << QString()
             << true;
         QTest::newRow("cut off in a value")
             << good.left(good.indexOf("{700")) << true << QStringLiteral("{{100, 80}, ") << false;
@@ -119,7 +119,7 @@ private slots:
             // The next write replaces the file whole: a new file renamed over the old one.
             const ino_t before = inode(file());
             preferences->setBool(kMuted, true);
-            preferences->setData(kBookmark, QByteArray("/home/x/filmes\0\xff", 16));
+            preferences->setData(kBookmark, QByteArrayLiteral("/home/x/filmes\0\xff"));
             QVERIFY(inode(file()) != before);
         }
 
@@ -129,7 +129,7 @@ private slots:
         QCOMPARE(written.status(), QSettings::NoError);
         const std::unique_ptr<Preferences> again = createStandardPreferences();
         QVERIFY(again->boolValue(kMuted));
-        QCOMPARE(again->dataValue(kBookmark), QByteArray("/home/x/filmes\0\xff", 16));
+        QCOMPARE(again->dataValue(kBookmark), QByteArrayLiteral("/home/x/filmes\0\xff"));
         QCOMPARE(again->boolValue(kCompleted), completed);
         QCOMPARE(damagedCopies().size(), keptAside ? 1 : 0);
     }

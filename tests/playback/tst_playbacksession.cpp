@@ -51,7 +51,7 @@ QStringList *recordNotifications(PlaybackSession &session)
     auto *order = new QStringList;
     QObject::connect(&session, &QObject::destroyed, [order] { delete order; });
     for (const auto &[name, signal] : kNotifications)
-        QObject::connect(&session, signal, &session, [order, name] { *order << name; });
+        QObject::connect(&session, signal, &session, [order, name = name] { *order << name; });
     return order;
 }
 

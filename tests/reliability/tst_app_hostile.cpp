@@ -248,7 +248,7 @@ private slots:
     {
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<bool>("introduction");
-        QTest::newRow("garbage") << QByteArray("\x00\x13\x37 not a settings file \xff\n", 25)
+        QTest::newRow("garbage") << QByteArrayLiteral("\x00\x13\x37 not a settings file \xff\n")
                                  << true;
         QTest::newRow("a frame of 1e300 points")
             << QByteArray("[General]\nonboardingCompleted=true\n"

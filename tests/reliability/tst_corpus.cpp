@@ -228,10 +228,10 @@ class TestCorpus : public QObject {
         QVERIFY2(qAbs(f.session.duration() - expected.duration) <=
                      expected.tolerance * std::max(1.0, expected.duration / 1e9),
                  qPrintable(QString::number(f.session.duration())));
-        QTRY_COMPARE_WITH_TIMEOUT(f.session.videoSize(), expected.size, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(f.session.videoSize(), expected.size, 10000);
         // On to the end, four times as fast: the player stops there, on the last frame.
         f.session.setRate(4.0f);
-        QTRY_VERIFY_WITH_TIMEOUT(!f.session.isPlaying(), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(!f.session.isPlaying(), 30000);
         QVERIFY(f.session.isReady());
         QVERIFY(f.session.errorMessage().isEmpty());
         if (expected.duration > 0)
@@ -243,7 +243,7 @@ class TestCorpus : public QObject {
         f.session.open(QUrl::fromLocalFile(testMedia(QStringLiteral("clip.mp4"))));
         QTRY_VERIFY_WITH_TIMEOUT(f.session.isReady() && f.session.isPlaying(), 10000);
         QVERIFY(f.session.errorMessage().isEmpty());
-        QCOMPARE(f.session.videoSize(), QSizeF(320, 240));
+        QTRY_COMPARE_WITH_TIMEOUT(f.session.videoSize(), QSizeF(320, 240), 10000);
     }
 
     void addPathCases()
@@ -594,7 +594,7 @@ private slots:
         PlaybackSession session(PlaybackSession::Services{engine, preferences});
         session.open(QUrl::fromLocalFile(testMedia(QStringLiteral("clip.mp4"))));
         QTRY_VERIFY_WITH_TIMEOUT(session.isReady() && session.isPlaying(), 10000);
-        QCOMPARE(session.videoSize(), QSizeF(320, 240));
+        QTRY_COMPARE_WITH_TIMEOUT(session.videoSize(), QSizeF(320, 240), 10000);
         session.setRate(4.0f);
         QTRY_VERIFY_WITH_TIMEOUT(!session.isPlaying(), 10000);
         QCOMPARE(session.currentTime(), session.duration());
