@@ -47,7 +47,16 @@ Item {
         }
     }
 
-    Component.onCompleted: chrome.showForInput()
+    // Each time the player appears (at launch, or when the introduction is completed) the
+    // chrome shows.
+    Component.onCompleted: {
+        if (visible)
+            chrome.showForInput()
+    }
+    onVisibleChanged: {
+        if (visible)
+            chrome.showForInput()
+    }
 
     Rectangle {
         anchors.fill: parent
