@@ -52,6 +52,8 @@ public:
     virtual ~VideoRenderer() = default;
     // Draws the newest frame into framebuffer object `fbo` of `pixelSize` device pixels.
     virtual void render(unsigned fbo, QSize pixelSize) = 0;
+    // The window's buffer swap has put on screen what render() drew last.
+    virtual void frameSwapped() {}
 };
 
 class MediaPlayer : public QObject {

@@ -11,12 +11,14 @@
 #include <mpv/client.h>
 #include <mpv/render_gl.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cmath>
 #include <condition_variable>
 #include <fcntl.h>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -57,10 +59,74 @@ private:
     std::vector<std::thread> m_threads;
 };
 
+// For the trace only: the pictures the renderer drew and the window showed, so that a seek's
+// completion can be told the moment its picture reached the screen. Pictures are numbered from 1
+// in the order the renderer draws them. Any thread.
+class PictureLog {
+public:
+    // Render thread: render() drew a picture it had not drawn before.
+    void drew()
+    {
+        std::lock_guard lock(m_mutex);
+        ++m_drawn;
+    }
+
+    // Render thread: the window's buffer swap showed everything drawn so far.
+    void swapped()
+    {
+        std::lock_guard lock(m_mutex);
+        if (m_shown == m_drawn)
+            return;
+        m_shown = m_drawn;
+        m_shownAt = Trace::now();
+        if (m_shown == 1)
+            Trace::eventAt(m_shownAt, "first-frame");
+        if (m_awaited && m_shown >= m_awaited->picture) {
+            Trace::eventAt(m_shownAt, "seek-shown", m_awaited->target);
+            m_awaited.reset();
+        }
+    }
+
+    // GUI thread: how many pictures were drawn so far.
+    [[nodiscard]] uint64_t drawn()
+    {
+        std::lock_guard lock(m_mutex);
+        return m_drawn;
+    }
+
+    // GUI thread: the seek to `target`, sent when `drawnBefore` pictures had been drawn, has
+    // completed. The engine completes a seek once the renderer took its picture (or gave up
+    // waiting for it), so its picture is the newest drawn, and at least the first drawn after
+    // the seek was sent. Traced as shown now if the window has shown it, else when it does.
+    void seekCompleted(const QString &target, uint64_t drawnBefore)
+    {
+        std::lock_guard lock(m_mutex);
+        const uint64_t picture = std::max(m_drawn, drawnBefore + 1);
+        if (m_shown >= picture) {
+            Trace::eventAt(m_shownAt, "seek-shown", target);
+            m_awaited.reset();
+        } else {
+            m_awaited = Awaited{target, picture};
+        }
+    }
+
+private:
+    struct Awaited {
+        QString target;
+        uint64_t picture = 0;
+    };
+    std::mutex m_mutex;
+    uint64_t m_drawn = 0;
+    uint64_t m_shown = 0;
+    double m_shownAt = 0;
+    std::optional<Awaited> m_awaited;
+};
+
 // One mpv core, shared by its player (GUI thread) and its renderer (render thread); the core is
 // destroyed when both let go, so the render context is always freed before its core.
 struct MpvCore {
     mpv_handle *handle = nullptr;
+    PictureLog pictures; // used only while tracing
     ~MpvCore()
     {
         if (handle)
@@ -89,6 +155,8 @@ enum class Prop : uint64_t {
     ContainerFps,
     EstimatedFps,
     Seekable,
+    FrameDrops,
+    DecoderDrops,
 };
 
 struct ObservedProperty {
@@ -106,6 +174,13 @@ constexpr ObservedProperty kObserved[] = {
     {Prop::ContainerFps, "container-fps", MPV_FORMAT_DOUBLE},
     {Prop::EstimatedFps, "estimated-vf-fps", MPV_FORMAT_DOUBLE},
     {Prop::Seekable, "seekable", MPV_FORMAT_FLAG},
+};
+
+// Observed only while tracing: the frames the engine dropped, late for display (vo) or skipped
+// before decoding. A benchmark needs them to know that every frame was drawn.
+constexpr ObservedProperty kTracedOnly[] = {
+    {Prop::FrameDrops, "frame-drop-count", MPV_FORMAT_INT64},
+    {Prop::DecoderDrops, "decoder-frame-drop-count", MPV_FORMAT_INT64},
 };
 
 // Options that make a core a quiet, self-contained player of one local file. Every file is
@@ -297,10 +372,8 @@ public:
         if (!m_context)
             return;
         const uint64_t flags = mpv_render_context_update(m_context);
-        if ((flags & MPV_RENDER_UPDATE_FRAME) && !m_drewFrame) {
-            m_drewFrame = true;
-            Trace::event("first-frame");
-        }
+        const bool newPicture =
+            (flags & MPV_RENDER_UPDATE_FRAME) && Trace::enabled() && isNewPicture();
         mpv_opengl_fbo target{int(fbo), pixelSize.width(), pixelSize.height(), 0};
         int flipY = 0; // a framebuffer object, already top-down for Qt
         mpv_render_param params[] = {
@@ -309,9 +382,28 @@ public:
             {MPV_RENDER_PARAM_INVALID, nullptr},
         };
         mpv_render_context_render(m_context, params);
+        if (newPicture)
+            m_core->pictures.drew();
+    }
+
+    void frameSwapped() override
+    {
+        if (Trace::enabled())
+            m_core->pictures.swapped();
     }
 
 private:
+    // Whether the frame that waits is a picture not drawn before (not a redraw of the last one).
+    bool isNewPicture()
+    {
+        mpv_render_frame_info info{};
+        mpv_render_param param{MPV_RENDER_PARAM_NEXT_FRAME_INFO, &info};
+        if (mpv_render_context_get_info(m_context, param) < 0)
+            return false;
+        return (info.flags & MPV_RENDER_FRAME_INFO_PRESENT) &&
+               !(info.flags & MPV_RENDER_FRAME_INFO_REDRAW);
+    }
+
     void create()
     {
         m_triedCreate = true;
@@ -344,7 +436,6 @@ private:
     std::function<void()> m_frameReady;
     mpv_render_context *m_context = nullptr;
     bool m_triedCreate = false;
-    bool m_drewFrame = false;
 };
 
 class MpvPlayer final : public MediaPlayer {
@@ -380,6 +471,10 @@ public:
         }
         for (const auto &p : kObserved)
             mpv_observe_property(h, uint64_t(p.id), p.name, p.format);
+        if (Trace::enabled()) {
+            for (const auto &p : kTracedOnly)
+                mpv_observe_property(h, uint64_t(p.id), p.name, p.format);
+        }
         if (m_path.isEmpty())
             failLater(MPV_ERROR_LOADING_FAILED);
         else if (!m_drawsVideo)
@@ -436,7 +531,7 @@ public:
     void seek(double seconds, SeekMode mode, std::function<void()> completion) override
     {
         const uint64_t id = m_nextSeekId++;
-        m_seeks.push_back({id, SeekStage::Sent, std::move(completion)});
+        m_seeks.push_back({id, SeekStage::Sent, std::move(completion), seconds});
         m_time = seconds;
         m_holdsSeekTarget = mode == SeekMode::Exact && !m_playRequested;
         // The playhead jumps now. Announced from the event loop, after any tick of the old
@@ -450,6 +545,12 @@ public:
             Qt::QueuedConnection);
         const QByteArray target = number(seconds);
         const char *flags = mode == SeekMode::Exact ? "absolute+exact" : "absolute+keyframes";
+        if (Trace::enabled()) {
+            m_seeks.back().drawnBefore = m_core->pictures.drawn();
+            Trace::event("seek",
+                         QString::fromLatin1(target) +
+                             QLatin1String(mode == SeekMode::Exact ? " exact" : " keyframes"));
+        }
         const char *cmd[] = {"seek", target.constData(), flags, nullptr};
         if (!m_core->handle || mpv_command_async(m_core->handle, id, cmd) < 0)
             finishSeek(id);
@@ -508,6 +609,8 @@ private:
         uint64_t id;
         SeekStage stage;
         std::function<void()> completion;
+        double target = 0;
+        uint64_t drawnBefore = 0; // pictures drawn when it was sent; only while tracing
     };
 
     static void wakeup(void *self)
@@ -578,6 +681,8 @@ private:
             }
             break;
         case MPV_EVENT_PLAYBACK_RESTART:
+            if (Trace::enabled())
+                traceSeekShown();
             completeSeeks([](const PendingSeek &s) { return s.stage == SeekStage::Started; });
             m_lastTick = m_time;
             emit tick(m_time);
@@ -682,6 +787,14 @@ private:
         case Prop::Seekable:
             m_seekable = !has || *static_cast<int *>(p.data) != 0;
             break;
+        case Prop::FrameDrops:
+        case Prop::DecoderDrops: {
+            const int64_t count = has ? *static_cast<int64_t *>(p.data) : 0;
+            (id == Prop::FrameDrops ? m_frameDrops : m_decoderDrops) = count;
+            Trace::event("frame-drops",
+                         QStringLiteral("%1 %2").arg(m_frameDrops).arg(m_decoderDrops));
+            break;
+        }
         }
     }
 
@@ -754,6 +867,17 @@ private:
         // a seek without a word. Neither will see a restart.
         if (error < 0 || !m_seekable)
             completeSeeks([id](const PendingSeek &s) { return s.id == id; });
+    }
+
+    // The newest seek that this restart completes shows its picture.
+    void traceSeekShown()
+    {
+        const auto newest =
+            std::find_if(m_seeks.rbegin(), m_seeks.rend(),
+                         [](const PendingSeek &s) { return s.stage == SeekStage::Started; });
+        if (newest != m_seeks.rend())
+            m_core->pictures.seekCompleted(QString::fromLatin1(number(newest->target)),
+                                           newest->drawnBefore);
     }
 
     // A seek the core never took: complete it from the event loop, like any other.
@@ -883,6 +1007,9 @@ private:
     std::optional<VideoTrack> m_track;
     bool m_trackSettled = false;
     std::vector<std::function<void(std::optional<VideoTrack>)>> m_trackWaiters;
+
+    int64_t m_frameDrops = 0; // observed only while tracing
+    int64_t m_decoderDrops = 0;
 
     double m_zoom = 0;
     double m_panX = 0;

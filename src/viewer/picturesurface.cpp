@@ -5,6 +5,7 @@
 #include <QOpenGLContext>
 #include <QOpenGLFramebufferObject>
 #include <QOpenGLFunctions>
+#include <QQuickWindow>
 
 #include <mutex>
 
@@ -29,6 +30,8 @@ struct SurfaceLink {
 // Render thread. Created and synchronised while the GUI thread waits.
 class SurfaceRenderer final : public QQuickFramebufferObject::Renderer {
 public:
+    ~SurfaceRenderer() override { QObject::disconnect(m_swapped); }
+
     void synchronize(QQuickFramebufferObject *item) override
     {
         auto *surface = static_cast<PictureSurface *>(item);
@@ -36,6 +39,10 @@ public:
             return;
         m_video = surface->m_player->createVideoRenderer(
             [link = surface->m_link] { link->requestUpdate(); });
+        if (m_video && item->window())
+            m_swapped = QObject::connect(
+                item->window(), &QQuickWindow::frameSwapped, item->window(),
+                [this] { m_video->frameSwapped(); }, Qt::DirectConnection);
     }
 
     void render() override
@@ -57,6 +64,7 @@ public:
 
 private:
     std::unique_ptr<VideoRenderer> m_video;
+    QMetaObject::Connection m_swapped;
 };
 
 PictureSurface::PictureSurface(QQuickItem *parent)
