@@ -262,8 +262,8 @@ std::optional<double> LuneloPlayer::perform(Op op)
     return seekLatency(mark, QString());
 }
 
-std::optional<double> LuneloPlayer::scrub(double to, double seconds,
-                                          const std::function<void()> &poll)
+std::optional<Player::Release> LuneloPlayer::scrub(double to, double seconds,
+                                                   const std::function<void()> &poll)
 {
     // The scrubber of the control bar, as ControlBar.qml lays it out in kWindow: the bar 16
     // points in from the window's edges and 44 high; in its row, after the play button (22) and
@@ -317,10 +317,14 @@ std::optional<double> LuneloPlayer::scrub(double to, double seconds,
         drag.waitForFinished(1);
         readTrace();
     }
-    const std::optional<double> latency = seekLatency(mark, QStringLiteral(" exact"));
-    for (const double end = now() + 0.3; now() < end;)
-        poll();
-    return latency;
+    // The release sends the exact seek.
+    const int sent = waitEvent(QStringLiteral("seek"), mark, 10000, [](const Event &e) {
+        return e.detail.endsWith(QLatin1String(" exact"));
+    });
+    if (sent < 0)
+        return std::nullopt;
+    return Release{m_events[sent].time,
+                   m_events[sent].detail.section(QLatin1Char(' '), 0, 0).toDouble()};
 }
 
 std::optional<Drops> LuneloPlayer::drops()
@@ -358,6 +362,7 @@ bool MpvPlayer::start(const QString &file)
         QStringLiteral("--no-config"),
         QStringLiteral("--vo=gpu"),
         QStringLiteral("--gpu-sw"),
+        QStringLiteral("--no-border"),
         QStringLiteral("--ao=null"),
         QStringLiteral("--geometry=%1x%2+%3+%4")
             .arg(kWindow.width())
@@ -542,7 +547,8 @@ std::optional<double> MpvPlayer::perform(Op op)
     return std::nullopt;
 }
 
-std::optional<double> MpvPlayer::scrub(double to, double seconds, const std::function<void()> &poll)
+std::optional<Player::Release> MpvPlayer::scrub(double to, double seconds,
+                                                const std::function<void()> &poll)
 {
     // What a drag sends: a key-frame seek every 16 ms, then an exact seek on release.
     const int steps = int(seconds / 0.016);
@@ -555,11 +561,9 @@ std::optional<double> MpvPlayer::scrub(double to, double seconds, const std::fun
         }
         send({QStringLiteral("seek"), to * i / steps, QStringLiteral("absolute+keyframes")});
     }
-    const std::optional<double> latency =
-        seekLatency({QStringLiteral("seek"), to, QStringLiteral("absolute+exact")});
-    for (const double end = now() + 0.3; now() < end;)
-        poll();
-    return latency;
+    const double released = now();
+    send({QStringLiteral("seek"), to, QStringLiteral("absolute+exact")});
+    return Release{released, to};
 }
 
 std::optional<Drops> MpvPlayer::drops()

@@ -63,11 +63,15 @@ public:
     virtual bool pause() = 0;
     // Performs `op`, paused; the seconds from the request to its picture on screen.
     virtual std::optional<double> perform(Op op) = 0;
+    // Where a scrub ended: when it was released, and the exact target the player then sought.
+    struct Release {
+        double at = 0;
+        double target = 0;
+    };
     // Drags through the file from 0 to `to` seconds over `seconds`, as a scrubber would, while
-    // `poll` runs as often as it can; then releases, and returns the seconds from the release to
-    // the exact picture on screen.
-    virtual std::optional<double> scrub(double to, double seconds,
-                                        const std::function<void()> &poll) = 0;
+    // `poll` runs as often as it can; then releases.
+    virtual std::optional<Release> scrub(double to, double seconds,
+                                         const std::function<void()> &poll) = 0;
     virtual std::optional<Drops> drops() = 0;
 
     // Where the picture of kWindow shows on screen.
@@ -94,8 +98,8 @@ public:
     bool zoomTo16() override;
     bool pause() override;
     std::optional<double> perform(Op op) override;
-    std::optional<double> scrub(double to, double seconds,
-                                const std::function<void()> &poll) override;
+    std::optional<Release> scrub(double to, double seconds,
+                                 const std::function<void()> &poll) override;
     std::optional<Drops> drops() override;
 
 private:
@@ -128,8 +132,8 @@ public:
     bool zoomTo16() override;
     bool pause() override;
     std::optional<double> perform(Op op) override;
-    std::optional<double> scrub(double to, double seconds,
-                                const std::function<void()> &poll) override;
+    std::optional<Release> scrub(double to, double seconds,
+                                 const std::function<void()> &poll) override;
     std::optional<Drops> drops() override;
 
 private:
