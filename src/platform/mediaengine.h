@@ -50,7 +50,8 @@ struct VideoTrack {
 class VideoRenderer {
 public:
     virtual ~VideoRenderer() = default;
-    // Draws the newest frame into framebuffer object `fbo` of `pixelSize` device pixels.
+    // Draws the newest frame over the whole of OpenGL framebuffer `fbo` (0: the window's own) of
+    // `pixelSize` device pixels, in OpenGL's orientation (the first row at the bottom).
     virtual void render(unsigned fbo, QSize pixelSize) = 0;
     // The window's buffer swap has put on screen what render() drew last.
     virtual void frameSwapped() {}

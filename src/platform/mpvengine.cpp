@@ -375,7 +375,7 @@ public:
         const bool newPicture =
             (flags & MPV_RENDER_UPDATE_FRAME) && Trace::enabled() && isNewPicture();
         mpv_opengl_fbo target{int(fbo), pixelSize.width(), pixelSize.height(), 0};
-        int flipY = 0; // a framebuffer object, already top-down for Qt
+        int flipY = 1; // OpenGL's orientation: the first row at the bottom
         mpv_render_param params[] = {
             {MPV_RENDER_PARAM_OPENGL_FBO, &target},
             {MPV_RENDER_PARAM_FLIP_Y, &flipY},

@@ -3,9 +3,9 @@
 #include "pictureframe.h"
 
 #include <QOpenGLContext>
-#include <QOpenGLFramebufferObject>
 #include <QOpenGLFunctions>
 #include <QQuickWindow>
+#include <QSGRenderNode>
 
 #include <mutex>
 
@@ -27,52 +27,63 @@ struct SurfaceLink {
     }
 };
 
-// Render thread. Created and synchronised while the GUI thread waits.
-class SurfaceRenderer final : public QQuickFramebufferObject::Renderer {
+namespace {
+
+// The picture in the scene graph. Render thread: created, drawn and destroyed there, with the
+// scene's OpenGL context current. It draws into the framebuffer the scene is being drawn into
+// (the window's own, or a grab's), so the engine renders once per frame and nothing is copied.
+class PictureNode final : public QSGRenderNode {
 public:
-    ~SurfaceRenderer() override { QObject::disconnect(m_swapped); }
-
-    void synchronize(QQuickFramebufferObject *item) override
+    PictureNode(QQuickWindow *window, std::unique_ptr<VideoRenderer> video)
+        : m_video(std::move(video))
     {
-        auto *surface = static_cast<PictureSurface *>(item);
-        if (m_video || !surface->m_player)
-            return;
-        m_video = surface->m_player->createVideoRenderer(
-            [link = surface->m_link] { link->requestUpdate(); });
-        if (m_video && item->window())
+        // The window's swap puts what render() drew on screen.
+        if (m_video && window)
             m_swapped = QObject::connect(
-                item->window(), &QQuickWindow::frameSwapped, item->window(),
-                [this] { m_video->frameSwapped(); }, Qt::DirectConnection);
+                window, &QQuickWindow::frameSwapped, window, [this] { m_video->frameSwapped(); },
+                Qt::DirectConnection);
     }
+    ~PictureNode() override { QObject::disconnect(m_swapped); }
 
-    void render() override
+    [[nodiscard]] bool hasVideo() const { return m_video != nullptr; }
+    void setRect(const QRectF &rect) { m_rect = rect; }
+    // The framebuffer's size in device pixels: the window's.
+    void setTargetSize(QSize size) { m_targetSize = size; }
+
+    void render(const RenderState *) override
     {
-        QOpenGLFramebufferObject *fbo = framebufferObject();
-        if (m_video) {
-            m_video->render(fbo->handle(), fbo->size());
+        if (!m_video)
             return;
-        }
-        QOpenGLFunctions *gl = QOpenGLContext::currentContext()->functions();
-        gl->glClearColor(0, 0, 0, 0);
-        gl->glClear(GL_COLOR_BUFFER_BIT);
+        GLint framebuffer = 0;
+        QOpenGLContext::currentContext()->functions()->glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING,
+                                                                     &framebuffer);
+        m_video->render(unsigned(framebuffer), m_targetSize);
     }
 
-    QOpenGLFramebufferObject *createFramebufferObject(const QSize &size) override
+    // The engine sets whatever OpenGL state it needs and leaves it so.
+    [[nodiscard]] StateFlags changedStates() const override
     {
-        return new QOpenGLFramebufferObject(size);
+        return DepthState | StencilState | ScissorState | ColorState | BlendState | CullState |
+               ViewportState | RenderTargetState;
     }
+    [[nodiscard]] RenderingFlags flags() const override { return BoundedRectRendering; }
+    [[nodiscard]] QRectF rect() const override { return m_rect; }
 
 private:
     std::unique_ptr<VideoRenderer> m_video;
     QMetaObject::Connection m_swapped;
+    QRectF m_rect;
+    QSize m_targetSize;
 };
 
+} // namespace
+
 PictureSurface::PictureSurface(QQuickItem *parent)
-    : QQuickFramebufferObject(parent)
+    : QQuickItem(parent)
     , m_link(std::make_shared<SurfaceLink>())
 {
     m_link->item = this;
-    setClip(true);
+    setFlag(ItemHasContents);
 }
 
 PictureSurface::~PictureSurface()
@@ -80,9 +91,21 @@ PictureSurface::~PictureSurface()
     m_link->detach();
 }
 
-QQuickFramebufferObject::Renderer *PictureSurface::createRenderer() const
+QSGNode *PictureSurface::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
 {
-    return new SurfaceRenderer;
+    auto *node = static_cast<PictureNode *>(old);
+    if ((!node || !node->hasVideo()) && m_player) {
+        // The renderer is made once, for the player this surface was made for.
+        delete node;
+        node = new PictureNode(
+            window(), m_player->createVideoRenderer([link = m_link] { link->requestUpdate(); }));
+    } else if (!node) {
+        node = new PictureNode(window(), nullptr);
+    }
+    node->setRect(boundingRect());
+    if (const QQuickWindow *w = window())
+        node->setTargetSize((QSizeF(w->size()) * w->effectiveDevicePixelRatio()).toSize());
+    return node;
 }
 
 void PictureSurface::setPlayer(MediaPlayer *player)
@@ -124,9 +147,11 @@ void PictureSurface::setOffset(QSizeF offset)
 
 void PictureSurface::geometryChange(const QRectF &newGeometry, const QRectF &oldGeometry)
 {
-    QQuickFramebufferObject::geometryChange(newGeometry, oldGeometry);
-    if (newGeometry.size() != oldGeometry.size())
+    QQuickItem::geometryChange(newGeometry, oldGeometry);
+    if (newGeometry.size() != oldGeometry.size()) {
         layoutPlayer();
+        update();
+    }
 }
 
 void PictureSurface::layoutPlayer()
