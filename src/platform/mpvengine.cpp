@@ -531,7 +531,9 @@ public:
     void seek(double seconds, SeekMode mode, std::function<void()> completion) override
     {
         const uint64_t id = m_nextSeekId++;
-        m_seeks.push_back({id, SeekStage::Sent, std::move(completion), seconds});
+        const bool step = mode == SeekMode::Exact && isNextFrame(seconds);
+        m_seeks.push_back(
+            {id, step ? SeekStage::Stepping : SeekStage::Sent, std::move(completion), seconds});
         m_time = seconds;
         m_holdsSeekTarget = mode == SeekMode::Exact && !m_playRequested;
         // The playhead jumps now. Announced from the event loop, after any tick of the old
@@ -547,12 +549,14 @@ public:
         const char *flags = mode == SeekMode::Exact ? "absolute+exact" : "absolute+keyframes";
         if (Trace::enabled()) {
             m_seeks.back().drawnBefore = m_core->pictures.drawn();
+            const char *kind = step ? "step" : mode == SeekMode::Exact ? "exact" : "keyframes";
             Trace::event("seek",
-                         QString::fromLatin1(target) +
-                             QLatin1String(mode == SeekMode::Exact ? " exact" : " keyframes"));
+                         QString::fromLatin1(target) + QLatin1Char(' ') + QLatin1String(kind));
         }
-        const char *cmd[] = {"seek", target.constData(), flags, nullptr};
-        if (!m_core->handle || mpv_command_async(m_core->handle, id, cmd) < 0)
+        const char *seekCommand[] = {"seek", target.constData(), flags, nullptr};
+        const char *stepCommand[] = {"frame-step", nullptr};
+        if (!m_core->handle ||
+            mpv_command_async(m_core->handle, id, step ? stepCommand : seekCommand) < 0)
             finishSeek(id);
     }
 
@@ -599,11 +603,13 @@ public:
 private:
     // A seek goes to the core (Sent), the core takes the command (Accepted), starts it, alone or
     // with others queued beside it (Started), and shows its target at the next playback
-    // restart, where it completes.
+    // restart, where it completes. A seek to the next frame is a step instead (Stepping): the
+    // core decodes one more frame, and the step completes when the playhead reaches it.
     enum class SeekStage {
         Sent,
         Accepted,
         Started,
+        Stepping,
     };
     struct PendingSeek {
         uint64_t id;
@@ -680,13 +686,19 @@ private:
                     seek.stage = SeekStage::Started;
             }
             break;
-        case MPV_EVENT_PLAYBACK_RESTART:
+        case MPV_EVENT_PLAYBACK_RESTART: {
+            // A step still on its way was sent before the seek that restarted, and the seek has
+            // overtaken it.
+            const auto restarted = [](const PendingSeek &s) {
+                return s.stage == SeekStage::Started || s.stage == SeekStage::Stepping;
+            };
             if (Trace::enabled())
-                traceSeekShown();
-            completeSeeks([](const PendingSeek &s) { return s.stage == SeekStage::Started; });
+                traceSeekShown(restarted);
+            completeSeeks(restarted);
             m_lastTick = m_time;
             emit tick(m_time);
             break;
+        }
         case MPV_EVENT_END_FILE: {
             const auto *end = static_cast<mpv_event_end_file *>(event.data);
             if (end->reason == MPV_END_FILE_REASON_ERROR)
@@ -728,6 +740,8 @@ private:
             break;
         }
         case Prop::TimePos: {
+            if (has && !m_seeks.empty())
+                playheadMoved(*static_cast<double *>(p.data));
             // While seeking, and paused after an exact seek, the playhead reads as the seek's
             // target (mpv's time-pos is the start of the frame shown, up to a frame later, or the
             // start of the last frame for a target at the end); at the end, as the end.
@@ -762,6 +776,8 @@ private:
             m_atEnd = atEnd;
             if (!atEnd)
                 break; // a seek away from the end; time-pos takes over again
+            // A step past the last frame goes nowhere.
+            completeSeeks([](const PendingSeek &s) { return s.stage == SeekStage::Stepping; });
             // The last frame stays on screen, and the playhead is at the end of the item (mpv's
             // time-pos stays at the start of the last frame).
             if (std::isfinite(m_duration) && m_duration > 0)
@@ -860,7 +876,14 @@ private:
     {
         auto it = std::find_if(m_seeks.begin(), m_seeks.end(),
                                [id](const PendingSeek &s) { return s.id == id; });
-        if (it == m_seeks.end() || it->stage != SeekStage::Sent)
+        if (it == m_seeks.end())
+            return;
+        if (it->stage == SeekStage::Stepping) {
+            if (error < 0) // a step the core refused never moves the playhead
+                completeSeeks([id](const PendingSeek &s) { return s.id == id; });
+            return;
+        }
+        if (it->stage != SeekStage::Sent)
             return;
         it->stage = SeekStage::Accepted;
         // A seek the core refused never starts; in a stream that cannot seek, the core may drop
@@ -869,12 +892,44 @@ private:
             completeSeeks([id](const PendingSeek &s) { return s.id == id; });
     }
 
-    // The newest seek that this restart completes shows its picture.
-    void traceSeekShown()
+    // Whether an exact seek to `seconds` would show the frame after the one on screen, so that
+    // decoding that one frame shows the same as going back to the key frame before the target
+    // and decoding up to it. It would when the player is paused with nothing but steps in
+    // flight, the video's frames come at a constant rate, and the target is one frame past the
+    // playhead (the start of the frame shown, or the target of the exact seek that showed it:
+    // the first frame that starts at or after it is then the next one) and before the last
+    // frame.
+    [[nodiscard]] bool isNextFrame(double seconds) const
     {
-        const auto newest =
-            std::find_if(m_seeks.rbegin(), m_seeks.rend(),
-                         [](const PendingSeek &s) { return s.stage == SeekStage::Started; });
+        if (m_status != Status::ReadyToPlay || !m_paused || m_playRequested || m_atEnd)
+            return false;
+        if (!std::all_of(m_seeks.begin(), m_seeks.end(),
+                         [](const PendingSeek &s) { return s.stage == SeekStage::Stepping; }))
+            return false;
+        // The container's rate, unless the decoded frames say otherwise.
+        if (m_containerFps <= 0 ||
+            (m_estimatedFps > 0 && std::abs(m_estimatedFps / m_containerFps - 1) > 0.01))
+            return false;
+        const double frame = 1.0 / m_containerFps;
+        return std::abs(seconds - m_time - frame) < frame / 4 && seconds < m_duration - frame / 2;
+    }
+
+    // Steps complete once the playhead reaches the frame they asked for: the first that starts
+    // at or after the target, or up to 5 ms before it.
+    void playheadMoved(double seconds)
+    {
+        const auto reached = [seconds](const PendingSeek &s) {
+            return s.stage == SeekStage::Stepping && seconds >= s.target - 0.0055;
+        };
+        if (Trace::enabled())
+            traceSeekShown(reached);
+        completeSeeks(reached);
+    }
+
+    // Of the seeks about to complete, the newest shows its picture.
+    template<typename Pick> void traceSeekShown(Pick done)
+    {
+        const auto newest = std::find_if(m_seeks.rbegin(), m_seeks.rend(), done);
         if (newest != m_seeks.rend())
             m_core->pictures.seekCompleted(QString::fromLatin1(number(newest->target)),
                                            newest->drawnBefore);
