@@ -53,6 +53,10 @@ public:
     // Draws the newest frame over the whole of OpenGL framebuffer `fbo` (0: the window's own) of
     // `pixelSize` device pixels, in OpenGL's orientation (the first row at the bottom).
     virtual void render(unsigned fbo, QSize pixelSize) = 0;
+    // Whether the engine asked for a render since the last one: for a new frame, or for the same
+    // one drawn anew (after a change of zoom, say). Until then render() would draw again exactly
+    // what it drew last. True before the first render().
+    [[nodiscard]] virtual bool hasUpdate() const { return true; }
     // The window's buffer swap has put on screen what render() drew last.
     virtual void frameSwapped() {}
 };

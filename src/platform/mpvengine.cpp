@@ -365,12 +365,18 @@ public:
         }
     }
 
+    [[nodiscard]] bool hasUpdate() const override
+    {
+        return !m_context || m_updates.load() != m_renderedUpdates;
+    }
+
     void render(unsigned fbo, QSize pixelSize) override
     {
         if (!m_triedCreate)
             create();
         if (!m_context)
             return;
+        m_renderedUpdates = m_updates.load();
         const uint64_t flags = mpv_render_context_update(m_context);
         const bool newPicture =
             (flags & MPV_RENDER_UPDATE_FRAME) && Trace::enabled() && isNewPicture();
@@ -424,7 +430,12 @@ private:
         } else {
             mpv_render_context_set_update_callback(
                 m_context,
-                [](void *self) { static_cast<MpvVideoRenderer *>(self)->m_frameReady(); }, this);
+                [](void *self) {
+                    auto *renderer = static_cast<MpvVideoRenderer *>(self);
+                    ++renderer->m_updates;
+                    renderer->m_frameReady();
+                },
+                this);
         }
         // Without a renderer the file still loads, and plays its sound.
         const char *cmd[] = {"script-message", kVideoOutputMessage, nullptr};
@@ -436,6 +447,9 @@ private:
     std::function<void()> m_frameReady;
     mpv_render_context *m_context = nullptr;
     bool m_triedCreate = false;
+    // The engine's requests for a render (any thread), and how many the last render answered.
+    std::atomic<uint64_t> m_updates = 0;
+    uint64_t m_renderedUpdates = 0;
 };
 
 class MpvPlayer final : public MediaPlayer {
