@@ -180,6 +180,20 @@ int shownFrame(const QRect &area)
     return value;
 }
 
+// Reads the counter in `area` until it shows `frame`: when it did, or nothing after 10 s.
+std::optional<double> waitForFrame(const QRect &area, int frame)
+{
+    std::optional<double> at;
+    waitUntil(
+        [&] {
+            if (shownFrame(area) == frame)
+                at = now();
+            return at.has_value();
+        },
+        10000);
+    return at;
+}
+
 class Suite {
 public:
     Suite(const QString &lunelo, const QString &media, int runs)
@@ -267,7 +281,8 @@ public:
     }
 
     // From a paused start at 0: skips to 10 and 20 s, back to 10 s, three steps forward and three
-    // back. The frames each player shows are compared, so both did the same work.
+    // back, each timed from the player taking the request to its frame on screen (read from the
+    // counter), so both players are timed alike and must show the same frames.
     void seeks(Samples &forward, Samples &back, Samples &stepForward, Samples &stepBack)
     {
         note("bench: seeks and frame steps\n");
@@ -280,7 +295,8 @@ public:
         alternate(m_runs, [&](Player &p, bool isLunelo) {
             if (!startAndShow(p, clip("longgop-1080p25.mp4")))
                 return;
-            if (!p.pause() || !p.perform(Op::SkipBack)) {
+            const QRect area = p.contentArea();
+            if (!p.pause() || !p.perform(Op::SkipBack) || !waitForFrame(area, 0)) {
                 note("bench: %s did not pause at the start\n", p.name());
                 p.stop();
                 return;
@@ -288,20 +304,22 @@ public:
             waitFor(500);
             QStringList wrong;
             for (const auto &[op, frame] : plan) {
-                const std::optional<double> latency = p.perform(op);
+                const std::optional<double> asked = p.perform(op);
+                const std::optional<double> shown =
+                    asked ? waitForFrame(area, frame) : std::nullopt;
                 waitFor(300);
-                const int shown = shownFrame(p.contentArea());
-                if (shown != frame)
-                    wrong << QStringLiteral("%1 for %2").arg(shown).arg(frame);
-                if (!latency) {
+                if (const int last = shownFrame(area); last != frame)
+                    wrong << QStringLiteral("%1 for %2").arg(last).arg(frame);
+                if (!shown) {
                     note("bench: %s did not show a seek\n", p.name());
                     continue;
                 }
+                const double latency = *shown - *asked;
                 Samples &s = op == Op::SkipForward   ? forward
                              : op == Op::SkipBack    ? back
                              : op == Op::StepForward ? stepForward
                                                      : stepBack;
-                (isLunelo ? s.lunelo : s.mpv).push_back(*latency);
+                (isLunelo ? s.lunelo : s.mpv).push_back(latency);
             }
             if (!wrong.isEmpty())
                 note("bench: %s\n", p.name() +
@@ -319,12 +337,12 @@ public:
         alternate(m_runs, [&](Player &p, bool isLunelo) {
             if (!startAndShow(p, clip("longgop-1080p25.mp4")))
                 return;
-            if (!p.pause() || !p.perform(Player::Op::SkipBack)) {
+            const QRect area = p.contentArea();
+            if (!p.pause() || !p.perform(Player::Op::SkipBack) || !waitForFrame(area, 0)) {
                 p.stop();
                 return;
             }
             waitFor(500);
-            const QRect area = p.contentArea();
             QSet<int> seen;
             const std::optional<Player::Release> released = p.scrub(27.0, 2.0, [&] {
                 const int frame = shownFrame(area);
@@ -333,17 +351,9 @@ public:
             });
             // The exact picture: the first frame that starts at or after the target (a frame
             // starting up to 5 ms before it counts), read from the screen.
-            std::optional<double> shownAt;
-            if (released) {
-                const int exact = int(std::ceil((released->target - 0.005) * 25));
-                waitUntil(
-                    [&] {
-                        if (shownFrame(area) == exact)
-                            shownAt = now();
-                        return shownAt.has_value();
-                    },
-                    5000);
-            }
+            const std::optional<double> shownAt =
+                released ? waitForFrame(area, int(std::ceil((released->target - 0.005) * 25)))
+                         : std::nullopt;
             if (qEnvironmentVariableIsSet("LUNELO_BENCH_VERBOSE")) {
                 QStringList frames;
                 for (const int f : std::as_const(seen))

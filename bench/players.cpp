@@ -235,18 +235,10 @@ bool LuneloPlayer::pause()
     return waitEvent(QStringLiteral("paused"), mark, 5000) >= 0;
 }
 
-std::optional<double> LuneloPlayer::seekLatency(int from, const QString &kind)
+int LuneloPlayer::waitSeek(int from, const QString &kind)
 {
-    const int sent = waitEvent(QStringLiteral("seek"), from, 10000,
-                               [&](const Event &e) { return e.detail.endsWith(kind); });
-    if (sent < 0)
-        return std::nullopt;
-    const QString target = m_events[sent].detail.section(QLatin1Char(' '), 0, 0);
-    const int shown = waitEvent(QStringLiteral("seek-shown"), sent, 10000,
-                                [&](const Event &e) { return e.detail == target; });
-    if (shown < 0)
-        return std::nullopt;
-    return m_events[shown].time - m_events[sent].time;
+    return waitEvent(QStringLiteral("seek"), from, 10000,
+                     [&](const Event &e) { return e.detail.endsWith(kind); });
 }
 
 std::optional<double> LuneloPlayer::perform(Op op)
@@ -259,7 +251,10 @@ std::optional<double> LuneloPlayer::perform(Op op)
     };
     const int mark = int(m_events.size());
     xdotool({QStringLiteral("key"), keys.value(op)});
-    return seekLatency(mark, QString());
+    const int sent = waitSeek(mark, QString());
+    if (sent < 0)
+        return std::nullopt;
+    return m_events[sent].time;
 }
 
 std::optional<Player::Release> LuneloPlayer::scrub(double to, double seconds,
@@ -318,9 +313,7 @@ std::optional<Player::Release> LuneloPlayer::scrub(double to, double seconds,
         readTrace();
     }
     // The release sends the exact seek.
-    const int sent = waitEvent(QStringLiteral("seek"), mark, 10000, [](const Event &e) {
-        return e.detail.endsWith(QLatin1String(" exact"));
-    });
+    const int sent = waitSeek(mark, QStringLiteral(" exact"));
     if (sent < 0)
         return std::nullopt;
     return Release{m_events[sent].time,
@@ -492,59 +485,19 @@ bool MpvPlayer::pause()
     return reply && reply->value(QStringLiteral("error")).toString() == QLatin1String("success");
 }
 
-std::optional<double> MpvPlayer::seekLatency(const QJsonArray &command)
-{
-    const int mark = int(m_events.size());
-    const double sent = now();
-    const int id = send(command);
-    // The player answers a command before it runs the seek the command queued, and replaces a
-    // seek still queued: the first seek after the answer is this command's, and the restart
-    // after that shows its picture.
-    int answered = -1;
-    waitUntil(
-        [&] {
-            for (int i = mark; i < m_events.size() && answered < 0; ++i) {
-                if (m_events[i].message.value(QStringLiteral("request_id")).toInt() == id)
-                    answered = i;
-            }
-            return answered >= 0 || !isRunning();
-        },
-        10000);
-    if (answered < 0)
-        return std::nullopt;
-    const int started = waitEvent(QStringLiteral("seek"), answered, 10000);
-    if (started < 0)
-        return std::nullopt;
-    const int restart = waitEvent(QStringLiteral("playback-restart"), started, 10000);
-    if (restart < 0)
-        return std::nullopt;
-    return m_events[restart].time - sent;
-}
-
 std::optional<double> MpvPlayer::perform(Op op)
 {
-    switch (op) {
-    case Op::SkipForward:
-        return seekLatency({QStringLiteral("seek"), 10, QStringLiteral("relative+exact")});
-    case Op::SkipBack:
-        return seekLatency({QStringLiteral("seek"), -10, QStringLiteral("relative+exact")});
-    case Op::StepBack:
-        return seekLatency({QStringLiteral("frame-back-step")});
-    case Op::StepForward: {
-        // No seek: the player decodes one more frame and shows it; time-pos follows.
-        const int mark = int(m_events.size());
-        const double sent = now();
-        send({QStringLiteral("frame-step")});
-        const int moved =
-            waitEvent(QStringLiteral("property-change"), mark, 10000, [](const QJsonObject &m) {
-                return m.value(QStringLiteral("name")).toString() == QLatin1String("time-pos");
-            });
-        if (moved < 0)
-            return std::nullopt;
-        return m_events[moved].time - sent;
-    }
-    }
-    return std::nullopt;
+    static const QHash<Op, QJsonArray> commands{
+        {Op::SkipForward, {QStringLiteral("seek"), 10, QStringLiteral("relative+exact")}},
+        {Op::SkipBack, {QStringLiteral("seek"), -10, QStringLiteral("relative+exact")}},
+        {Op::StepForward, {QStringLiteral("frame-step")}},
+        {Op::StepBack, {QStringLiteral("frame-back-step")}},
+    };
+    const double sent = now();
+    const std::optional<QJsonObject> reply = request(commands.value(op));
+    if (!reply || reply->value(QStringLiteral("error")).toString() != QLatin1String("success"))
+        return std::nullopt;
+    return sent;
 }
 
 std::optional<Player::Release> MpvPlayer::scrub(double to, double seconds,

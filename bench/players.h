@@ -61,7 +61,7 @@ public:
 
     virtual bool zoomTo16() = 0;
     virtual bool pause() = 0;
-    // Performs `op`, paused; the seconds from the request to its picture on screen.
+    // Asks for `op`, paused; when the player took the request (seconds, the clock of now()).
     virtual std::optional<double> perform(Op op) = 0;
     // Where a scrub ended: when it was released, and the exact target the player then sought.
     struct Release {
@@ -112,8 +112,8 @@ private:
     // The index of the first event named `name` at or after `from` for which `accept` holds.
     int waitEvent(const QString &name, int from, int timeoutMs,
                   const std::function<bool(const Event &)> &accept = {});
-    // The seconds from the seek that `from` onwards requests to its picture on screen.
-    std::optional<double> seekLatency(int from, const QString &kind);
+    // The first seek of `kind` traced at or after event `from`: its index.
+    int waitSeek(int from, const QString &kind);
 
     QString m_binary;
     QString m_home;
@@ -149,8 +149,6 @@ private:
     std::optional<QJsonObject> request(const QJsonArray &command, int timeoutMs = 5000);
     int waitEvent(const QString &event, int from, int timeoutMs,
                   const std::function<bool(const QJsonObject &)> &accept = {});
-    // Sends `command` and returns the seconds until the picture of the seek it starts shows.
-    std::optional<double> seekLatency(const QJsonArray &command);
 
     QString m_socketPath;
     QLocalSocket m_ipc;
