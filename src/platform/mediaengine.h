@@ -118,8 +118,10 @@ public:
     // `panX` and `panY` times the scaled picture's width and height. Applied at once.
     virtual void setVideoZoom(double scale, double panX, double panY) = 0;
 
-    // Render thread: a renderer for this player's picture, or nothing when the engine draws no
-    // video (as in tests). `frameReady` may be called on any thread when a new frame waits.
+    // Render thread, with the scene's OpenGL context current: a renderer for this player's
+    // picture, or nothing when the engine draws no video (as in tests). The engine may start
+    // loading the file from here. `frameReady` may be called on any thread when a new frame
+    // waits.
     virtual std::unique_ptr<VideoRenderer> createVideoRenderer(std::function<void()> frameReady)
     {
         Q_UNUSED(frameReady)

@@ -126,12 +126,29 @@ private:
 // destroyed when both let go, so the render context is always freed before its core.
 struct MpvCore {
     mpv_handle *handle = nullptr;
+    // The file to play, set before anything else runs; empty for a location that is not a file.
+    QString path;
     PictureLog pictures; // used only while tracing
     ~MpvCore()
     {
         if (handle)
             Reaper::instance().destroy(handle);
     }
+
+    // Asks the core to load the file, unless that was done already. Any thread: the renderer
+    // does it the moment it can draw, not to wait for the GUI thread to hear of it.
+    void load()
+    {
+        if (!handle || path.isEmpty() || m_loadSent.exchange(true))
+            return;
+        const QByteArray file = QFile::encodeName(path);
+        const char *cmd[] = {"loadfile", file.constData(), "replace", nullptr};
+        mpv_command_async(handle, 0, cmd);
+        Trace::event("load", path);
+    }
+
+private:
+    std::atomic_bool m_loadSent = false;
 };
 
 // Sent by the renderer to its own core once the render context exists, so the player learns on
@@ -355,6 +372,7 @@ public:
         , m_x11Display(x11Display)
         , m_frameReady(std::move(frameReady))
     {
+        create();
     }
 
     ~MpvVideoRenderer() override
@@ -372,8 +390,6 @@ public:
 
     void render(unsigned fbo, QSize pixelSize) override
     {
-        if (!m_triedCreate)
-            create();
         if (!m_context)
             return;
         m_renderedUpdates = m_updates.load();
@@ -410,9 +426,10 @@ private:
                !(info.flags & MPV_RENDER_FRAME_INFO_REDRAW);
     }
 
+    // Made at once, while the scene still prepares its first frame, so that the file loads
+    // meanwhile.
     void create()
     {
-        m_triedCreate = true;
         mpv_opengl_init_params gl{glProcAddress, nullptr};
         const char *api = MPV_RENDER_API_TYPE_OPENGL;
         // The display, when there is one, lets hardware decoding hand frames to OpenGL
@@ -438,6 +455,7 @@ private:
                 this);
         }
         // Without a renderer the file still loads, and plays its sound.
+        m_core->load();
         const char *cmd[] = {"script-message", kVideoOutputMessage, nullptr};
         mpv_command_async(m_core->handle, 0, cmd);
     }
@@ -446,7 +464,6 @@ private:
     void *const m_x11Display;
     std::function<void()> m_frameReady;
     mpv_render_context *m_context = nullptr;
-    bool m_triedCreate = false;
     // The engine's requests for a render (any thread), and how many the last render answered.
     std::atomic<uint64_t> m_updates = 0;
     uint64_t m_renderedUpdates = 0;
@@ -462,6 +479,7 @@ public:
         , m_x11Display(options.drawsVideo ? x11Display() : nullptr)
         , m_core(std::make_shared<MpvCore>())
     {
+        m_core->path = m_path;
         mpv_handle *h = mpv_create();
         m_core->handle = h;
         if (!h) {
@@ -492,7 +510,7 @@ public:
         if (m_path.isEmpty())
             failLater(MPV_ERROR_LOADING_FAILED);
         else if (!m_drawsVideo)
-            load();
+            m_core->load();
     }
 
     ~MpvPlayer() override
@@ -639,17 +657,6 @@ private:
         if (player->m_wakeupPosted.exchange(true))
             return;
         QMetaObject::invokeMethod(player, &MpvPlayer::drainEvents, Qt::QueuedConnection);
-    }
-
-    void load()
-    {
-        if (m_loadRequested)
-            return;
-        m_loadRequested = true;
-        const QByteArray path = QFile::encodeName(m_path);
-        const char *cmd[] = {"loadfile", path.constData(), "replace", nullptr};
-        mpv_command_async(m_core->handle, 0, cmd);
-        Trace::event("load", m_path);
     }
 
     void drainEvents()
@@ -994,8 +1001,9 @@ private:
 
     void videoOutputReady()
     {
-        if (!m_loadRequested) {
-            load();
+        if (!m_hadVideoOutput) {
+            m_hadVideoOutput = true;
+            m_core->load(); // done by the renderer, unless it failed before
         } else if (m_status == Status::ReadyToPlay) {
             // A new surface for a file already playing: mpv dropped video when the previous
             // renderer went away, so select the picture again.
@@ -1060,7 +1068,7 @@ private:
     bool m_paused = true;
     float m_speed = 1.0f;
     int m_pendingPauseSets = 0;
-    bool m_loadRequested = false;
+    bool m_hadVideoOutput = false;
 
     uint64_t m_nextSeekId = uint64_t(Reply::FirstSeekId);
     std::vector<PendingSeek> m_seeks; // oldest first

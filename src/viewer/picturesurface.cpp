@@ -201,7 +201,9 @@ QSGNode *PictureSurface::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
 {
     auto *node = static_cast<PictureNode *>(old);
     if ((!node || !node->hasVideo()) && m_player) {
-        // The renderer is made once, for the player this surface was made for.
+        // The renderer is made once, for the player this surface was made for, at the scene's
+        // first synchronisation: the engine may load the file while the rest of that first
+        // frame is drawn.
         delete node;
         node = new PictureNode(
             window(), m_player->createVideoRenderer([link = m_link] { link->requestUpdate(); }));
