@@ -58,9 +58,12 @@ Item {
             chrome.showForInput()
     }
 
+    // Black under the empty state. A video needs none: its picture surface draws over the whole
+    // window, letterbox included, and anything drawn beneath would be drawn in vain.
     Rectangle {
         anchors.fill: parent
         color: "black"
+        visible: view.session.player === null
     }
 
     Item {
