@@ -50,8 +50,15 @@ struct VideoTrack {
 class VideoRenderer {
 public:
     virtual ~VideoRenderer() = default;
-    // Draws the newest frame into framebuffer object `fbo` of `pixelSize` device pixels.
+    // Draws the newest frame over the whole of OpenGL framebuffer `fbo` (0: the window's own) of
+    // `pixelSize` device pixels, in OpenGL's orientation (the first row at the bottom).
     virtual void render(unsigned fbo, QSize pixelSize) = 0;
+    // Whether the engine asked for a render since the last one: for a new frame, or for the same
+    // one drawn anew (after a change of zoom, say). Until then render() would draw again exactly
+    // what it drew last. True before the first render().
+    [[nodiscard]] virtual bool hasUpdate() const { return true; }
+    // The window's buffer swap has put on screen what render() drew last.
+    virtual void frameSwapped() {}
 };
 
 class MediaPlayer : public QObject {
@@ -111,8 +118,10 @@ public:
     // `panX` and `panY` times the scaled picture's width and height. Applied at once.
     virtual void setVideoZoom(double scale, double panX, double panY) = 0;
 
-    // Render thread: a renderer for this player's picture, or nothing when the engine draws no
-    // video (as in tests). `frameReady` may be called on any thread when a new frame waits.
+    // Render thread, with the scene's OpenGL context current: a renderer for this player's
+    // picture, or nothing when the engine draws no video (as in tests). The engine may start
+    // loading the file from here. `frameReady` may be called on any thread when a new frame
+    // waits.
     virtual std::unique_ptr<VideoRenderer> createVideoRenderer(std::function<void()> frameReady)
     {
         Q_UNUSED(frameReady)

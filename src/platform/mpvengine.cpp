@@ -11,12 +11,14 @@
 #include <mpv/client.h>
 #include <mpv/render_gl.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cmath>
 #include <condition_variable>
 #include <fcntl.h>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -80,15 +82,96 @@ private:
     std::vector<Destruction> m_threads;
 };
 
+// For the trace only: the pictures the renderer drew and the window showed, so that a seek's
+// completion can be told the moment its picture reached the screen. Pictures are numbered from 1
+// in the order the renderer draws them. Any thread.
+class PictureLog {
+public:
+    // Render thread: render() drew a picture it had not drawn before.
+    void drew()
+    {
+        std::lock_guard lock(m_mutex);
+        ++m_drawn;
+    }
+
+    // Render thread: the window's buffer swap showed everything drawn so far.
+    void swapped()
+    {
+        std::lock_guard lock(m_mutex);
+        if (m_shown == m_drawn)
+            return;
+        m_shown = m_drawn;
+        m_shownAt = Trace::now();
+        if (m_shown == 1)
+            Trace::eventAt(m_shownAt, "first-frame");
+        if (m_awaited && m_shown >= m_awaited->picture) {
+            Trace::eventAt(m_shownAt, "seek-shown", m_awaited->target);
+            m_awaited.reset();
+        }
+    }
+
+    // GUI thread: how many pictures were drawn so far.
+    [[nodiscard]] uint64_t drawn()
+    {
+        std::lock_guard lock(m_mutex);
+        return m_drawn;
+    }
+
+    // GUI thread: the seek to `target`, sent when `drawnBefore` pictures had been drawn, has
+    // completed. The engine completes a seek once the renderer took its picture (or gave up
+    // waiting for it), so its picture is the newest drawn, and at least the first drawn after
+    // the seek was sent. Traced as shown now if the window has shown it, else when it does.
+    void seekCompleted(const QString &target, uint64_t drawnBefore)
+    {
+        std::lock_guard lock(m_mutex);
+        const uint64_t picture = std::max(m_drawn, drawnBefore + 1);
+        if (m_shown >= picture) {
+            Trace::eventAt(m_shownAt, "seek-shown", target);
+            m_awaited.reset();
+        } else {
+            m_awaited = Awaited{target, picture};
+        }
+    }
+
+private:
+    struct Awaited {
+        QString target;
+        uint64_t picture = 0;
+    };
+    std::mutex m_mutex;
+    uint64_t m_drawn = 0;
+    uint64_t m_shown = 0;
+    double m_shownAt = 0;
+    std::optional<Awaited> m_awaited;
+};
+
 // One mpv core, shared by its player (GUI thread) and its renderer (render thread); the core is
 // destroyed when both let go, so the render context is always freed before its core.
 struct MpvCore {
     mpv_handle *handle = nullptr;
+    // The file to play, set before anything else runs; empty for a location that is not a file.
+    QString path;
+    PictureLog pictures; // used only while tracing
     ~MpvCore()
     {
         if (handle)
             Reaper::instance().destroy(handle);
     }
+
+    // Asks the core to load the file, unless that was done already. Any thread: the renderer
+    // does it the moment it can draw, not to wait for the GUI thread to hear of it.
+    void load()
+    {
+        if (!handle || path.isEmpty() || m_loadSent.exchange(true))
+            return;
+        const QByteArray file = QFile::encodeName(path);
+        const char *cmd[] = {"loadfile", file.constData(), "replace", nullptr};
+        mpv_command_async(handle, 0, cmd);
+        Trace::event("load", path);
+    }
+
+private:
+    std::atomic_bool m_loadSent = false;
 };
 
 // Sent by the renderer to its own core once the render context exists, so the player learns on
@@ -113,6 +196,8 @@ enum class Prop : uint64_t {
     ContainerFps,
     EstimatedFps,
     Seekable,
+    FrameDrops,
+    DecoderDrops,
 };
 
 struct ObservedProperty {
@@ -130,6 +215,13 @@ constexpr ObservedProperty kObserved[] = {
     {Prop::ContainerFps, "container-fps", MPV_FORMAT_DOUBLE},
     {Prop::EstimatedFps, "estimated-vf-fps", MPV_FORMAT_DOUBLE},
     {Prop::Seekable, "seekable", MPV_FORMAT_FLAG},
+};
+
+// Observed only while tracing: the frames the engine dropped, late for display (vo) or skipped
+// before decoding. A benchmark needs them to know that every frame was drawn.
+constexpr ObservedProperty kTracedOnly[] = {
+    {Prop::FrameDrops, "frame-drop-count", MPV_FORMAT_INT64},
+    {Prop::DecoderDrops, "decoder-frame-drop-count", MPV_FORMAT_INT64},
 };
 
 // Options that make a core a quiet, self-contained player of one local file. Every file is
@@ -309,6 +401,7 @@ public:
         , m_x11Display(x11Display)
         , m_frameReady(std::move(frameReady))
     {
+        create();
     }
 
     ~MpvVideoRenderer() override
@@ -319,31 +412,53 @@ public:
         }
     }
 
+    [[nodiscard]] bool hasUpdate() const override
+    {
+        return !m_context || m_updates.load() != m_renderedUpdates;
+    }
+
     void render(unsigned fbo, QSize pixelSize) override
     {
-        if (!m_triedCreate)
-            create();
         if (!m_context)
             return;
+        m_renderedUpdates = m_updates.load();
         const uint64_t flags = mpv_render_context_update(m_context);
-        if ((flags & MPV_RENDER_UPDATE_FRAME) && !m_drewFrame) {
-            m_drewFrame = true;
-            Trace::event("first-frame");
-        }
+        const bool newPicture =
+            (flags & MPV_RENDER_UPDATE_FRAME) && Trace::enabled() && isNewPicture();
         mpv_opengl_fbo target{int(fbo), pixelSize.width(), pixelSize.height(), 0};
-        int flipY = 0; // a framebuffer object, already top-down for Qt
+        int flipY = 1; // OpenGL's orientation: the first row at the bottom
         mpv_render_param params[] = {
             {MPV_RENDER_PARAM_OPENGL_FBO, &target},
             {MPV_RENDER_PARAM_FLIP_Y, &flipY},
             {MPV_RENDER_PARAM_INVALID, nullptr},
         };
         mpv_render_context_render(m_context, params);
+        if (newPicture)
+            m_core->pictures.drew();
+    }
+
+    void frameSwapped() override
+    {
+        if (Trace::enabled())
+            m_core->pictures.swapped();
     }
 
 private:
+    // Whether the frame that waits is a picture not drawn before (not a redraw of the last one).
+    bool isNewPicture()
+    {
+        mpv_render_frame_info info{};
+        mpv_render_param param{MPV_RENDER_PARAM_NEXT_FRAME_INFO, &info};
+        if (mpv_render_context_get_info(m_context, param) < 0)
+            return false;
+        return (info.flags & MPV_RENDER_FRAME_INFO_PRESENT) &&
+               !(info.flags & MPV_RENDER_FRAME_INFO_REDRAW);
+    }
+
+    // Made at once, while the scene still prepares its first frame, so that the file loads
+    // meanwhile.
     void create()
     {
-        m_triedCreate = true;
         mpv_opengl_init_params gl{glProcAddress, nullptr};
         const char *api = MPV_RENDER_API_TYPE_OPENGL;
         // The display, when there is one, lets hardware decoding hand frames to OpenGL
@@ -361,9 +476,15 @@ private:
         } else {
             mpv_render_context_set_update_callback(
                 m_context,
-                [](void *self) { static_cast<MpvVideoRenderer *>(self)->m_frameReady(); }, this);
+                [](void *self) {
+                    auto *renderer = static_cast<MpvVideoRenderer *>(self);
+                    ++renderer->m_updates;
+                    renderer->m_frameReady();
+                },
+                this);
         }
         // Without a renderer the file still loads, and plays its sound.
+        m_core->load();
         const char *cmd[] = {"script-message", kVideoOutputMessage, nullptr};
         mpv_command_async(m_core->handle, 0, cmd);
     }
@@ -372,8 +493,9 @@ private:
     void *const m_x11Display;
     std::function<void()> m_frameReady;
     mpv_render_context *m_context = nullptr;
-    bool m_triedCreate = false;
-    bool m_drewFrame = false;
+    // The engine's requests for a render (any thread), and how many the last render answered.
+    std::atomic<uint64_t> m_updates = 0;
+    uint64_t m_renderedUpdates = 0;
 };
 
 class MpvPlayer final : public MediaPlayer {
@@ -386,6 +508,7 @@ public:
         , m_x11Display(options.drawsVideo ? x11Display() : nullptr)
         , m_core(std::make_shared<MpvCore>())
     {
+        m_core->path = m_path;
         mpv_handle *h = mpv_create();
         m_core->handle = h;
         if (!h) {
@@ -409,10 +532,14 @@ public:
         }
         for (const auto &p : kObserved)
             mpv_observe_property(h, uint64_t(p.id), p.name, p.format);
+        if (Trace::enabled()) {
+            for (const auto &p : kTracedOnly)
+                mpv_observe_property(h, uint64_t(p.id), p.name, p.format);
+        }
         if (m_path.isEmpty())
             failLater(MPV_ERROR_LOADING_FAILED);
         else if (!m_drawsVideo)
-            load();
+            m_core->load();
     }
 
     ~MpvPlayer() override
@@ -465,7 +592,9 @@ public:
     void seek(double seconds, SeekMode mode, std::function<void()> completion) override
     {
         const uint64_t id = m_nextSeekId++;
-        m_seeks.push_back({id, SeekStage::Sent, std::move(completion)});
+        const bool step = mode == SeekMode::Exact && isNextFrame(seconds);
+        m_seeks.push_back(
+            {id, step ? SeekStage::Stepping : SeekStage::Sent, std::move(completion), seconds});
         m_time = seconds;
         m_holdsSeekTarget = mode == SeekMode::Exact && !m_playRequested;
         m_seekedSinceEnd = true;
@@ -480,8 +609,16 @@ public:
             Qt::QueuedConnection);
         const QByteArray target = number(seconds);
         const char *flags = mode == SeekMode::Exact ? "absolute+exact" : "absolute+keyframes";
-        const char *cmd[] = {"seek", target.constData(), flags, nullptr};
-        if (!m_core->handle || mpv_command_async(m_core->handle, id, cmd) < 0)
+        if (Trace::enabled()) {
+            m_seeks.back().drawnBefore = m_core->pictures.drawn();
+            const char *kind = step ? "step" : mode == SeekMode::Exact ? "exact" : "keyframes";
+            Trace::event("seek",
+                         QString::fromLatin1(target) + QLatin1Char(' ') + QLatin1String(kind));
+        }
+        const char *seekCommand[] = {"seek", target.constData(), flags, nullptr};
+        const char *stepCommand[] = {"frame-step", nullptr};
+        if (!m_core->handle ||
+            mpv_command_async(m_core->handle, id, step ? stepCommand : seekCommand) < 0)
             finishSeek(id);
     }
 
@@ -528,16 +665,20 @@ public:
 private:
     // A seek goes to the core (Sent), the core takes the command (Accepted), starts it, alone or
     // with others queued beside it (Started), and shows its target at the next playback
-    // restart, where it completes.
+    // restart, where it completes. A seek to the next frame is a step instead (Stepping): the
+    // core decodes one more frame, and the step completes when the playhead reaches it.
     enum class SeekStage {
         Sent,
         Accepted,
         Started,
+        Stepping,
     };
     struct PendingSeek {
         uint64_t id;
         SeekStage stage;
         std::function<void()> completion;
+        double target = 0;
+        uint64_t drawnBefore = 0; // pictures drawn when it was sent; only while tracing
     };
 
     static void wakeup(void *self)
@@ -546,17 +687,6 @@ private:
         if (player->m_wakeupPosted.exchange(true))
             return;
         QMetaObject::invokeMethod(player, &MpvPlayer::drainEvents, Qt::QueuedConnection);
-    }
-
-    void load()
-    {
-        if (m_loadRequested)
-            return;
-        m_loadRequested = true;
-        const QByteArray path = QFile::encodeName(m_path);
-        const char *cmd[] = {"loadfile", path.constData(), "replace", nullptr};
-        mpv_command_async(m_core->handle, 0, cmd);
-        Trace::event("load", m_path);
     }
 
     void drainEvents()
@@ -613,11 +743,19 @@ private:
                     seek.stage = SeekStage::Started;
             }
             break;
-        case MPV_EVENT_PLAYBACK_RESTART:
-            completeSeeks([](const PendingSeek &s) { return s.stage == SeekStage::Started; });
+        case MPV_EVENT_PLAYBACK_RESTART: {
+            // A step still on its way was sent before the seek that restarted, and the seek has
+            // overtaken it.
+            const auto restarted = [](const PendingSeek &s) {
+                return s.stage == SeekStage::Started || s.stage == SeekStage::Stepping;
+            };
+            if (Trace::enabled())
+                traceSeekShown(restarted);
+            completeSeeks(restarted);
             m_lastTick = m_time;
             emit tick(m_time);
             break;
+        }
         case MPV_EVENT_END_FILE: {
             const auto *end = static_cast<mpv_event_end_file *>(event.data);
             if (end->reason == MPV_END_FILE_REASON_ERROR)
@@ -659,6 +797,8 @@ private:
             break;
         }
         case Prop::TimePos: {
+            if (has && !m_seeks.empty())
+                playheadMoved(*static_cast<double *>(p.data));
             // While seeking, and paused after an exact seek, the playhead reads as the seek's
             // target (mpv's time-pos is the start of the frame shown, up to a frame later, or the
             // start of the last frame for a target at the end); at the end, as the end.
@@ -687,6 +827,8 @@ private:
             m_seekedSinceEnd = false;
             if (!atEnd)
                 break; // a seek away from the end; time-pos takes over again
+            // A step past the last frame goes nowhere.
+            completeSeeks([](const PendingSeek &s) { return s.stage == SeekStage::Stepping; });
             // The last frame stays on screen, and the playhead is at the end of the item (mpv's
             // time-pos stays at the start of the last frame).
             if (std::isfinite(m_duration) && m_duration > 0)
@@ -712,6 +854,14 @@ private:
         case Prop::Seekable:
             m_seekable = !has || *static_cast<int *>(p.data) != 0;
             break;
+        case Prop::FrameDrops:
+        case Prop::DecoderDrops: {
+            const int64_t count = has ? *static_cast<int64_t *>(p.data) : 0;
+            (id == Prop::FrameDrops ? m_frameDrops : m_decoderDrops) = count;
+            Trace::event("frame-drops",
+                         QStringLiteral("%1 %2").arg(m_frameDrops).arg(m_decoderDrops));
+            break;
+        }
         }
     }
 
@@ -791,13 +941,63 @@ private:
     {
         auto it = std::find_if(m_seeks.begin(), m_seeks.end(),
                                [id](const PendingSeek &s) { return s.id == id; });
-        if (it == m_seeks.end() || it->stage != SeekStage::Sent)
+        if (it == m_seeks.end())
+            return;
+        if (it->stage == SeekStage::Stepping) {
+            if (error < 0) // a step the core refused never moves the playhead
+                completeSeeks([id](const PendingSeek &s) { return s.id == id; });
+            return;
+        }
+        if (it->stage != SeekStage::Sent)
             return;
         it->stage = SeekStage::Accepted;
         // A seek the core refused never starts; in a stream that cannot seek, the core may drop
         // a seek without a word. Neither will see a restart.
         if (error < 0 || !m_seekable)
             completeSeeks([id](const PendingSeek &s) { return s.id == id; });
+    }
+
+    // Whether an exact seek to `seconds` would show the frame after the one on screen, so that
+    // decoding that one frame shows the same as going back to the key frame before the target
+    // and decoding up to it. It would when the player is paused with nothing but steps in
+    // flight, the video's frames come at a constant rate, and the target is one frame past the
+    // playhead (the start of the frame shown, or the target of the exact seek that showed it:
+    // the first frame that starts at or after it is then the next one) and before the last
+    // frame.
+    [[nodiscard]] bool isNextFrame(double seconds) const
+    {
+        if (m_status != Status::ReadyToPlay || !m_paused || m_playRequested || m_atEnd)
+            return false;
+        if (!std::all_of(m_seeks.begin(), m_seeks.end(),
+                         [](const PendingSeek &s) { return s.stage == SeekStage::Stepping; }))
+            return false;
+        // The container's rate, unless the decoded frames say otherwise.
+        if (m_containerFps <= 0 ||
+            (m_estimatedFps > 0 && std::abs(m_estimatedFps / m_containerFps - 1) > 0.01))
+            return false;
+        const double frame = 1.0 / m_containerFps;
+        return std::abs(seconds - m_time - frame) < frame / 4 && seconds < m_duration - frame / 2;
+    }
+
+    // Steps complete once the playhead reaches the frame they asked for: the first that starts
+    // at or after the target, or up to 5 ms before it.
+    void playheadMoved(double seconds)
+    {
+        const auto reached = [seconds](const PendingSeek &s) {
+            return s.stage == SeekStage::Stepping && seconds >= s.target - 0.0055;
+        };
+        if (Trace::enabled())
+            traceSeekShown(reached);
+        completeSeeks(reached);
+    }
+
+    // Of the seeks about to complete, the newest shows its picture.
+    template<typename Pick> void traceSeekShown(Pick done)
+    {
+        const auto newest = std::find_if(m_seeks.rbegin(), m_seeks.rend(), done);
+        if (newest != m_seeks.rend())
+            m_core->pictures.seekCompleted(QString::fromLatin1(number(newest->target)),
+                                           newest->drawnBefore);
     }
 
     // A seek the core never took: complete it from the event loop, like any other.
@@ -853,8 +1053,9 @@ private:
 
     void videoOutputReady()
     {
-        if (!m_loadRequested) {
-            load();
+        if (!m_hadVideoOutput) {
+            m_hadVideoOutput = true;
+            m_core->load(); // done by the renderer, unless it failed before
         } else if (m_status == Status::ReadyToPlay) {
             // A new surface for a file already playing: mpv dropped video when the previous
             // renderer went away, so select the picture again.
@@ -919,7 +1120,7 @@ private:
     bool m_paused = true;
     float m_speed = 1.0f;
     int m_pendingPauseSets = 0;
-    bool m_loadRequested = false;
+    bool m_hadVideoOutput = false;
 
     uint64_t m_nextSeekId = uint64_t(Reply::FirstSeekId);
     std::vector<PendingSeek> m_seeks; // oldest first
@@ -936,6 +1137,9 @@ private:
     std::optional<VideoTrack> m_track;
     bool m_trackSettled = false;
     std::vector<std::function<void(std::optional<VideoTrack>)>> m_trackWaiters;
+
+    int64_t m_frameDrops = 0; // observed only while tracing
+    int64_t m_decoderDrops = 0;
 
     double m_zoom = 0;
     double m_panX = 0;

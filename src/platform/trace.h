@@ -12,5 +12,9 @@ namespace Trace {
 
 [[nodiscard]] bool enabled();
 void event(const char *name, const QString &detail = {});
+// The clock of the log: CLOCK_MONOTONIC, in seconds.
+[[nodiscard]] double now();
+// An event that happened at `seconds` (from now()), logged later.
+void eventAt(double seconds, const char *name, const QString &detail = {});
 
 } // namespace Trace

@@ -23,15 +23,26 @@ namespace FolderPlaylist {
 // system: one lookup per missing component and one path resolution.
 [[nodiscard]] QString identity(const QUrl &location);
 
-// A folder's entries in the order the file system lists them.
+// A folder's entries, by name, in the order the file system lists them.
 struct Listing {
-    QList<QUrl> entries;
+    QStringList names;
     QSet<QString> links; // names of the entries that are symbolic links
 };
 
 // The entries of `folder`, hidden ones left out, without descending into subfolders; nothing
 // when the folder cannot be read. Blocks on the file system: one directory read.
 [[nodiscard]] std::optional<Listing> list(const QUrl &folder);
+
+// The locations of the entries of `listing`, which lists `folder`.
+[[nodiscard]] QList<QUrl> locations(const Listing &listing, const QUrl &folder);
+
+// The video one step after (`direction` 1) or before (-1) `file` among the videos of `listing`
+// (which lists `folder`), wrapping around: the same as finding `file` in videos() with
+// indexOf() and stepping, but found in one pass over the names, without sorting them or making
+// a location of each. Nothing when there are fewer than two videos or `file` is not among them.
+[[nodiscard]] std::optional<QUrl> neighbour(const QUrl &file, const Listing &listing,
+                                            const QUrl &folder, const QSet<QString> &extensions,
+                                            int direction);
 
 // The index of the first of `videos` (entries of `folder`, whose `links` came with its listing)
 // that has the identity of `file`; -1 when there is none. Resolves only the links' paths.

@@ -47,15 +47,25 @@ void PlaybackSession::openSibling(int direction)
         requestFolderAccess(folder, retry);
         return;
     }
-    const QList<QUrl> videos = FolderPlaylist::videos(listing->entries, videoExtensions());
-    const qsizetype n = videos.size();
-    if (n < 2)
-        return;
-    const qsizetype i = FolderPlaylist::indexOf(m_url, videos, folder, listing->links);
-    if (i < 0)
-        return; // moved or renamed since it was opened
-    const qsizetype j = ((i + direction) % n + n) % n;
-    const QUrl target = videos[j];
+    QUrl target;
+    if (direction == 1 || direction == -1) {
+        // The keys' single steps, in one pass over the folder.
+        const std::optional<QUrl> next =
+            FolderPlaylist::neighbour(m_url, *listing, folder, videoExtensions(), direction);
+        if (!next)
+            return; // fewer than two videos, or the file moved or renamed since it was opened
+        target = *next;
+    } else {
+        const QList<QUrl> videos =
+            FolderPlaylist::videos(FolderPlaylist::locations(*listing, folder), videoExtensions());
+        const qsizetype n = videos.size();
+        if (n < 2)
+            return;
+        const qsizetype i = FolderPlaylist::indexOf(m_url, videos, folder, listing->links);
+        if (i < 0)
+            return; // moved or renamed since it was opened
+        target = videos[((i + direction) % n + n) % n];
+    }
     if (canReadMedia(target)) {
         open(target);
         return;

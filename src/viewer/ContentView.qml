@@ -23,26 +23,21 @@ Item {
         }
     }
 
+    // The player stays while the introduction is brought back, hidden: the video it shows stays
+    // open in the session, and its picture surface keeps drawing it when the player returns.
+    PlayerView {
+        anchors.fill: parent
+        visible: root.onboarding.completed
+        session: root.session
+        commands: root.commands
+        presentation: root.presentation
+        onboarding: root.onboarding
+    }
+
     Loader {
         anchors.fill: parent
-        sourceComponent: root.onboarding.completed ? player : introduction
-    }
-
-    Component {
-        id: player
-
-        PlayerView {
-            session: root.session
-            commands: root.commands
-            presentation: root.presentation
-            onboarding: root.onboarding
-        }
-    }
-
-    Component {
-        id: introduction
-
-        OnboardingView {
+        active: !root.onboarding.completed
+        sourceComponent: OnboardingView {
             onboarding: root.onboarding
         }
     }

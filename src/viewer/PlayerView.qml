@@ -47,11 +47,23 @@ Item {
         }
     }
 
-    Component.onCompleted: chrome.showForInput()
+    // Each time the player appears (at launch, or when the introduction is completed) the
+    // chrome shows.
+    Component.onCompleted: {
+        if (visible)
+            chrome.showForInput()
+    }
+    onVisibleChanged: {
+        if (visible)
+            chrome.showForInput()
+    }
 
+    // Black under the empty state. A video needs none: its picture surface draws over the whole
+    // window, letterbox included, and anything drawn beneath would be drawn in vain.
     Rectangle {
         anchors.fill: parent
         color: "black"
+        visible: view.session.player === null
     }
 
     Item {

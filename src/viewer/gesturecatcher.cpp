@@ -34,6 +34,9 @@ void GestureCatcher::itemChange(ItemChange change, const ItemChangeData &value)
     QQuickItem::itemChange(change, value);
     if (change == ItemSceneChange && value.window)
         enterWindow();
+    // Shown again (a video opened, the introduction went away): keys come here again.
+    if (change == ItemVisibleHasChanged && value.boolValue && window())
+        forceActiveFocus();
 }
 
 void GestureCatcher::enterWindow()

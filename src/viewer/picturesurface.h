@@ -3,7 +3,7 @@
 #include "mediaengine.h"
 
 #include <QPointer>
-#include <QQuickFramebufferObject>
+#include <QQuickItem>
 #include <QtQml/qqmlregistration.h>
 
 #include <memory>
@@ -12,10 +12,12 @@ struct SurfaceLink;
 
 // Shows the picture of one player, fitted into the item and then magnified and moved by the zoom
 // state. It never scales pixels itself: the engine draws the visible part of the picture at the
-// item's full device resolution, with linear filtering, into the item's framebuffer. Every change
-// of size, video size or zoom applies at once, without animation. Made for one player: a new
-// player gets a new surface.
-class PictureSurface : public QQuickFramebufferObject {
+// window's full device resolution, with linear filtering, straight into the window's framebuffer
+// as the scene graph reaches the item, so the items stacked above it are drawn over the picture
+// and nothing is copied. The engine fills the whole framebuffer: the surface must cover its
+// window. Every change of size, video size or zoom applies at once, without animation. Made for
+// one player: a new player gets a new surface.
+class PictureSurface : public QQuickItem {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(MediaPlayer *player READ player WRITE setPlayer NOTIFY playerChanged FINAL)
@@ -39,8 +41,6 @@ public:
     void setOffset(QSizeF offset);
     [[nodiscard]] QRectF pictureRect() const { return m_pictureRect; }
 
-    Renderer *createRenderer() const override;
-
 signals:
     void playerChanged();
     void videoSizeChanged();
@@ -50,9 +50,10 @@ signals:
 
 protected:
     void geometryChange(const QRectF &newGeometry, const QRectF &oldGeometry) override;
+    // Render thread, while the GUI thread waits.
+    QSGNode *updatePaintNode(QSGNode *node, UpdatePaintNodeData *) override;
 
 private:
-    friend class SurfaceRenderer;
     void layoutPlayer();
 
     QPointer<MediaPlayer> m_player;

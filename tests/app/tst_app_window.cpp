@@ -52,6 +52,43 @@ private slots:
         QVERIFY(app.waitForTrace(QStringLiteral("first-frame")) >= 0);
     }
 
+    // "Mostrar introdução" from the menu while a video plays: the introduction comes back, the
+    // video stays open behind it, and the player shows it again when the introduction is done.
+    void introductionBroughtBackKeepsTheVideo()
+    {
+        AppDriver app;
+        QVERIFY(app.start({testMedia(QStringLiteral("long.mp4"))}));
+        QVERIFY(app.waitForTrace(QStringLiteral("playing")) >= 0);
+        const QRect player = app.windowGeometry();
+        const QString id = QString::number(app.window());
+        AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
+        AppDriver::xdotool({QStringLiteral("mousemove"), QString::number(player.x() + 400),
+                            QString::number(player.bottom() - 30)}); // the chrome shows
+        QTest::qWait(400);
+        clickAt(app, QPoint(player.width() - 16 - 20 - 10 - 10, 24)); // the menu
+        QTest::qWait(400);
+        for (int i = 0; i < 3; ++i)
+            key(QStringLiteral("Down"));
+        key(QStringLiteral("Return")); // the third command
+        QVERIFY(waitForGeometry(app, [](QRect r) { return r.width() == 460; }));
+        QVERIFY(QTest::qWaitFor([&] { // written for the next launch too
+            QFile config(app.configFile());
+            return config.open(QIODevice::ReadOnly) &&
+                   config.readAll().contains("onboardingCompleted=false");
+        }));
+
+        clickAt(app, QPoint(230, app.windowGeometry().height() - 37)); // "Pular …"
+        QVERIFY(waitForGeometry(app, [&](QRect r) { return r.size() == player.size(); }));
+        QTest::qWait(800);
+        QVERIFY(!app.trace().join('\n').contains(QStringLiteral("error ")));
+        const QImage shot = app.grabWindow();
+        saveShot(shot, QStringLiteral("window-player-again"));
+        int lit = 0; // the clip's bright colour bars, not a black window
+        for (int x = 100; x < player.width() - 100; x += 20)
+            lit += qGray(shot.pixel(x, player.height() / 2)) > 60 ? 1 : 0;
+        QVERIFY2(lit > 10, qPrintable(QString::number(lit)));
+    }
+
     void playerFrameSurvivesARelaunch()
     {
         AppDriver first;

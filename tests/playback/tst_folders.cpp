@@ -104,6 +104,44 @@ private slots:
         QCOMPARE(names, expected);
     }
 
+    // A single step finds in one pass the video that sorting the folder and finding the file in
+    // it gives: for every video of a folder of look-alike names, both ways.
+    void aSingleStepAgreesWithTheSortedFolder_data()
+    {
+        QTest::addColumn<QString>("locale");
+        QTest::newRow("C") << "C";
+        QTest::newRow("en_US") << "en_US";
+        QTest::newRow("sv_SE") << "sv_SE";
+    }
+
+    void aSingleStepAgreesWithTheSortedFolder()
+    {
+        QFETCH(QString, locale);
+        QLocale::setDefault(QLocale(locale));
+        QTemporaryDir dir;
+        QVERIFY(makeFiles(dir.path(),
+                          {"clip10.mkv", "Clip1.MKV", "clip2.mkv", "a.mp4", "A.mp4", "a.MP4",
+                           "b.webm", "äpple.mp4", "zebra.3gp", "notes.txt", ".hidden.mp4",
+                           "x.mp4.txt", "vid 1.mov", "vid 01.mov", "vid1.mov"}));
+        QVERIFY(QFile::link(dir.filePath(QStringLiteral("b.webm")),
+                            dir.filePath(QStringLiteral("alias.mp4"))));
+        const QUrl folder = QUrl::fromLocalFile(dir.path());
+        const QSet<QString> &extensions = PlaybackSession::videoExtensions();
+        const std::optional<FolderPlaylist::Listing> listing = FolderPlaylist::list(folder);
+        QVERIFY(listing);
+        const QList<QUrl> sorted =
+            FolderPlaylist::videos(FolderPlaylist::locations(*listing, folder), extensions);
+        QCOMPARE(sorted.size(), 13);
+        for (const QUrl &file : sorted) {
+            const qsizetype i = FolderPlaylist::indexOf(file, sorted, folder, listing->links);
+            for (const int direction : {1, -1}) {
+                const QUrl expected = sorted[(i + direction + sorted.size()) % sorted.size()];
+                QCOMPARE(FolderPlaylist::neighbour(file, *listing, folder, extensions, direction),
+                         std::optional(expected));
+            }
+        }
+    }
+
     // %T is the temporary folder as given, %C the same with its links resolved, in lower case.
     void identityResolvesDotsLinksAndMissingParts_data()
     {

@@ -101,6 +101,42 @@ private slots:
         QVERIFY(!s.isPlaying());
     }
 
+    // Paused, a step forward decodes just the next frame. Steps sent faster than they show, and
+    // steps into the last frame and past it, still show the frame an exact seek would, and each
+    // completes once.
+    void stepsInABurstAndAtTheEnd_data()
+    {
+        QTest::addColumn<double>("from");
+        QTest::addColumn<int>("steps");
+        QTest::addColumn<int>("expected");
+        QTest::newRow("burst") << 20.0 << 6 << 506;
+        QTest::newRow("into the last frame") << 59.92 << 1 << kLastFrame;
+        QTest::newRow("past the last frame") << 59.92 << 3 << kLastFrame;
+    }
+
+    void stepsInABurstAndAtTheEnd()
+    {
+        QFETCH(double, from);
+        QFETCH(int, steps);
+        QFETCH(int, expected);
+        RenderHarness h;
+        PlaybackSession &s = h.session();
+        QVERIFY(h.openAndWaitReady(counterClip()));
+        s.togglePlay();
+        s.skip(from - s.currentTime());
+        QTRY_COMPARE_WITH_TIMEOUT(h.shownFrame(), frameAtOrAfter(from), 10000);
+        QVERIFY(h.waitForSeeksSettled());
+
+        for (int i = 0; i < steps; ++i)
+            s.stepFrame(1);
+        QTRY_COMPARE_WITH_TIMEOUT(h.shownFrame(), expected, 10000);
+        QVERIFY(h.waitForSeeksSettled());
+        QCOMPARE(h.shownFrame(), expected);
+        QVERIFY(!s.isPlaying());
+        for (const RecordingPlayer::Seek &seek : h.player()->seeks())
+            QCOMPARE(seek.completions, 1);
+    }
+
     // A drag over a file with a key frame every 10 s: the drag's seeks land on key frames, the
     // release on the exact frame, and every seek completes exactly once.
     void releaseOfTheScrubberShowsTheExactFrame()

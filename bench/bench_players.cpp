@@ -1,0 +1,486 @@
+// Lunelo against the mpv player on the same files, in the same X server and window size, runs
+// alternating between the two, and the ratios. Run it through bench/run.sh, which builds it,
+// makes the clips and starts it inside its own X server:
+//
+//     bench_players --lunelo <binary> --media <folder> [--runs N] [--only cpu,memory,...]
+//
+// Measures: CPU over 10 s of steady playback (1080p and 2160p, at 1× and 16×) with the frames
+// each player dropped meanwhile, peak resident memory while playing 1080p, process start to
+// first picture, exact seeks and frame steps both ways on a long-GOP file, and a two-second drag
+// through that file (positions shown, release to exact picture).
+#include "players.h"
+
+#include <QCommandLineParser>
+#include <QDir>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPixmap>
+#include <QScreen>
+#include <QSet>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+using namespace Bench;
+
+namespace {
+
+// What each run of a measure gave, per player.
+struct Samples {
+    std::vector<double> lunelo;
+    std::vector<double> mpv;
+};
+
+double median(std::vector<double> v)
+{
+    if (v.empty())
+        return NAN;
+    std::sort(v.begin(), v.end());
+    const size_t n = v.size();
+    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+}
+
+QString figure(const std::vector<double> &v, double scale, int decimals)
+{
+    if (v.empty())
+        return QStringLiteral("n/a");
+    const auto [lo, hi] = std::minmax_element(v.begin(), v.end());
+    if (v.size() == 1)
+        return QString::number(median(v) * scale, 'f', decimals);
+    return QStringLiteral("%1 (%2–%3)")
+        .arg(median(v) * scale, 0, 'f', decimals)
+        .arg(*lo * scale, 0, 'f', decimals)
+        .arg(*hi * scale, 0, 'f', decimals);
+}
+
+// How a measure is judged: Lunelo's median against mpv's, as a ratio or as a difference.
+struct Target {
+    enum class Kind {
+        Ratio,      // Lunelo's median at most `limit` times mpv's
+        Difference, // Lunelo's median at most `limit` more than mpv's
+        Own,        // Lunelo's median at most `limit`
+        None,
+    } kind = Kind::None;
+    double limit = 0;
+};
+
+struct Row {
+    QString measure;
+    QString unit;
+    double scale = 1; // from the samples' unit to the printed one
+    int decimals = 2;
+    Samples samples;
+    Target target;
+};
+
+// One line of the table; the columns are padded by characters, not bytes.
+void printLine(const QStringList &cells)
+{
+    static constexpr int kWidths[] = {36, 24, 24, 10, 10, 0};
+    QString line;
+    for (int i = 0; i < cells.size(); ++i)
+        line += cells[i].leftJustified(kWidths[i]) + QLatin1Char(' ');
+    std::printf("%s\n", qPrintable(line.trimmed()));
+}
+
+void printRows(const std::vector<Row> &rows)
+{
+    std::printf("\n");
+    printLine({QStringLiteral("measure"), QStringLiteral("Lunelo median (min–max)"),
+               QStringLiteral("mpv median (min–max)"), QStringLiteral("vs mpv"),
+               QStringLiteral("target"), QString()});
+    for (const Row &row : rows) {
+        const double l = median(row.samples.lunelo);
+        const double m = median(row.samples.mpv);
+        QString compared = QStringLiteral("");
+        QString target = QStringLiteral("");
+        QString verdict = QStringLiteral("");
+        switch (row.target.kind) {
+        case Target::Kind::Ratio:
+            compared = QString::number(l / m, 'f', 2) + QStringLiteral("×");
+            target = QStringLiteral("≤ %1×").arg(row.target.limit, 0, 'f', 2);
+            verdict = l / m <= row.target.limit ? QStringLiteral("met") : QStringLiteral("NOT MET");
+            break;
+        case Target::Kind::Difference:
+            compared = QStringLiteral("%1%2")
+                           .arg(l >= m ? "+" : "")
+                           .arg((l - m) * row.scale, 0, 'f', row.decimals);
+            target = QStringLiteral("≤ +%1").arg(row.target.limit * row.scale, 0, 'f', 0);
+            verdict = l - m <= row.target.limit ? QStringLiteral("met") : QStringLiteral("NOT MET");
+            break;
+        case Target::Kind::Own:
+            target = QStringLiteral("≤ %1").arg(row.target.limit, 0, 'f', 2);
+            verdict = l <= row.target.limit ? QStringLiteral("met") : QStringLiteral("NOT MET");
+            break;
+        case Target::Kind::None:
+            if (!row.samples.mpv.empty() && m != 0)
+                compared = QString::number(l / m, 'f', 2) + QStringLiteral("×");
+            break;
+        }
+        const bool needsMpv =
+            row.target.kind == Target::Kind::Ratio || row.target.kind == Target::Kind::Difference;
+        if (std::isnan(l) || (needsMpv && std::isnan(m)))
+            verdict = QStringLiteral("no figure");
+        const QString name =
+            row.unit.isEmpty() ? row.measure : row.measure + QStringLiteral(", ") + row.unit;
+        printLine({name, figure(row.samples.lunelo, row.scale, row.decimals),
+                   row.samples.mpv.empty() ? QStringLiteral("—")
+                                           : figure(row.samples.mpv, row.scale, row.decimals),
+                   compared, target, verdict});
+    }
+    std::fflush(stdout);
+}
+
+void note(const char *format, const QString &text = {})
+{
+    std::fprintf(stderr, format, qPrintable(text));
+    std::fflush(stderr);
+}
+
+// The frame number the long-GOP clip's counter shows in `area` (a player's 1280×720 window
+// showing the 1920×1080 picture); -1 when none can be read.
+int shownFrame(const QRect &area)
+{
+    // The counter's grid lies at 720, 360 in the picture, 480 × 360: two thirds of that on screen.
+    const QRect grid(area.x() + 480, area.y() + 240, 320, 240);
+    const QImage image = QGuiApplication::primaryScreen()
+                             ->grabWindow(0, grid.x(), grid.y(), grid.width(), grid.height())
+                             .toImage();
+    if (image.isNull())
+        return -1;
+    constexpr int kColumns = 4;
+    constexpr int kRows = 3;
+    const int w = image.width() / kColumns;
+    const int h = image.height() / kRows;
+    int value = 0;
+    for (int block = 0; block < kColumns * kRows; ++block) {
+        // The mean grey of the middle half of the block.
+        const int x0 = (block % kColumns) * w + w / 4;
+        const int y0 = (block / kColumns) * h + h / 4;
+        long sum = 0;
+        for (int y = y0; y < y0 + h / 2; ++y) {
+            for (int x = x0; x < x0 + w / 2; ++x)
+                sum += qGray(image.pixel(x, y));
+        }
+        const long mean = sum / (long(w / 2) * (h / 2));
+        const bool white = mean > 192;
+        if (!white && mean >= 64)
+            return -1;
+        if (block == 0) {
+            if (!white)
+                return -1;
+        } else if (white) {
+            value |= 1 << (block - 1);
+        }
+    }
+    return value;
+}
+
+// Reads the counter in `area` until it shows `frame`: when it did, or nothing after 10 s.
+std::optional<double> waitForFrame(const QRect &area, int frame)
+{
+    std::optional<double> at;
+    waitUntil(
+        [&] {
+            if (shownFrame(area) == frame)
+                at = now();
+            return at.has_value();
+        },
+        10000);
+    return at;
+}
+
+class Suite {
+public:
+    Suite(const QString &lunelo, const QString &media, int runs)
+        : m_media(media)
+        , m_runs(runs)
+        , m_lunelo(std::make_unique<LuneloPlayer>(lunelo, m_home.path()))
+        , m_mpv(std::make_unique<MpvPlayer>(m_home.path()))
+    {
+    }
+
+    QString clip(const char *name) const { return QDir(m_media).absoluteFilePath(name); }
+
+    // Both players, in turns that alternate which goes first.
+    template<typename Run> void alternate(int runs, Run run)
+    {
+        for (int r = 0; r < runs; ++r) {
+            Player *first = r % 2 ? static_cast<Player *>(m_mpv.get()) : m_lunelo.get();
+            Player *second = r % 2 ? static_cast<Player *>(m_lunelo.get()) : m_mpv.get();
+            run(*first, first == m_lunelo.get());
+            run(*second, second == m_lunelo.get());
+        }
+    }
+
+    bool startAndShow(Player &player, const QString &file)
+    {
+        if (!player.start(file) || !player.waitFirstFrame(20000)) {
+            note("bench: %s did not show the file\n", player.name());
+            player.stop();
+            return false;
+        }
+        // The pointer away from the window, so that no controls show.
+        xdotool({QStringLiteral("mousemove"), QString::number(kWindow.center().x()),
+                 QStringLiteral("1000")});
+        return true;
+    }
+
+    void warmUp()
+    {
+        note("bench: warming up (one launch each)\n");
+        alternate(1, [&](Player &p, bool) {
+            if (startAndShow(p, clip("play-1080p30.mp4")))
+                waitFor(1000);
+            p.stop();
+        });
+    }
+
+    // CPU over 10 s of steady playback; the frames dropped meanwhile; the peak resident memory.
+    void cpu(const char *file, bool zoom, Samples &cpu, Samples &dropped, Samples *memory)
+    {
+        note("bench: CPU, %s\n", QStringLiteral("%1 at %2").arg(file).arg(zoom ? "16×" : "1×"));
+        alternate(m_runs, [&](Player &p, bool isLunelo) {
+            if (!startAndShow(p, clip(file)))
+                return;
+            if (zoom && !p.zoomTo16()) {
+                note("bench: %s did not zoom\n", p.name());
+                p.stop();
+                return;
+            }
+            waitFor(2000);
+            const std::optional<Drops> before = p.drops();
+            const double start = cpuSeconds(p.pid());
+            waitFor(10000);
+            const double end = cpuSeconds(p.pid());
+            const std::optional<Drops> after = p.drops();
+            const qint64 peak = peakResidentKiB(p.pid());
+            p.stop();
+            (isLunelo ? cpu.lunelo : cpu.mpv).push_back(end - start);
+            if (before && after)
+                (isLunelo ? dropped.lunelo : dropped.mpv)
+                    .push_back(double(after->total() - before->total()));
+            if (memory)
+                (isLunelo ? memory->lunelo : memory->mpv).push_back(double(peak));
+        });
+    }
+
+    void firstFrame(Samples &samples)
+    {
+        note("bench: first frame\n");
+        alternate(m_runs * 2, [&](Player &p, bool isLunelo) {
+            if (startAndShow(p, clip("play-1080p30.mp4")))
+                (isLunelo ? samples.lunelo : samples.mpv)
+                    .push_back(p.firstFrameAt() - p.startedAt());
+            p.stop();
+        });
+    }
+
+    // From a paused start at 0: skips to 10 and 20 s, back to 10 s, three steps forward and three
+    // back, each timed from the player taking the request to its frame on screen (read from the
+    // counter), so both players are timed alike and must show the same frames.
+    void seeks(Samples &forward, Samples &back, Samples &stepForward, Samples &stepBack)
+    {
+        note("bench: seeks and frame steps\n");
+        using Op = Player::Op;
+        const std::vector<std::pair<Op, int>> plan{
+            {Op::SkipForward, 250}, {Op::SkipForward, 500}, {Op::SkipBack, 250},
+            {Op::StepForward, 251}, {Op::StepForward, 252}, {Op::StepForward, 253},
+            {Op::StepBack, 252},    {Op::StepBack, 251},    {Op::StepBack, 250},
+        };
+        alternate(m_runs, [&](Player &p, bool isLunelo) {
+            if (!startAndShow(p, clip("longgop-1080p25.mp4")))
+                return;
+            const QRect area = p.contentArea();
+            if (!p.pause() || !p.perform(Op::SkipBack) || !waitForFrame(area, 0)) {
+                note("bench: %s did not pause at the start\n", p.name());
+                p.stop();
+                return;
+            }
+            waitFor(500);
+            QStringList wrong;
+            for (const auto &[op, frame] : plan) {
+                const std::optional<double> asked = p.perform(op);
+                const std::optional<double> shown =
+                    asked ? waitForFrame(area, frame) : std::nullopt;
+                waitFor(300);
+                if (const int last = shownFrame(area); last != frame)
+                    wrong << QStringLiteral("%1 for %2").arg(last).arg(frame);
+                if (!shown) {
+                    note("bench: %s did not show a seek\n", p.name());
+                    continue;
+                }
+                const double latency = *shown - *asked;
+                Samples &s = op == Op::SkipForward   ? forward
+                             : op == Op::SkipBack    ? back
+                             : op == Op::StepForward ? stepForward
+                                                     : stepBack;
+                (isLunelo ? s.lunelo : s.mpv).push_back(latency);
+            }
+            if (!wrong.isEmpty())
+                note("bench: %s\n", p.name() +
+                                        QStringLiteral(" showed other frames than planned: ") +
+                                        wrong.join(QStringLiteral(", ")));
+            p.stop();
+        });
+    }
+
+    // A two-second drag from 0 to 27 s: the distinct positions shown meanwhile, and the time
+    // from the release to the exact picture, both read from the frame counter on screen.
+    void scrub(Samples &positions, Samples &release)
+    {
+        note("bench: scrubbing\n");
+        alternate(m_runs, [&](Player &p, bool isLunelo) {
+            if (!startAndShow(p, clip("longgop-1080p25.mp4")))
+                return;
+            const QRect area = p.contentArea();
+            if (!p.pause() || !p.perform(Player::Op::SkipBack) || !waitForFrame(area, 0)) {
+                p.stop();
+                return;
+            }
+            waitFor(500);
+            QSet<int> seen;
+            const std::optional<Player::Release> released = p.scrub(27.0, 2.0, [&] {
+                const int frame = shownFrame(area);
+                if (frame >= 0)
+                    seen.insert(frame);
+            });
+            // The exact picture: the first frame that starts at or after the target (a frame
+            // starting up to 5 ms before it counts), read from the screen.
+            const std::optional<double> shownAt =
+                released ? waitForFrame(area, int(std::ceil((released->target - 0.005) * 25)))
+                         : std::nullopt;
+            if (qEnvironmentVariableIsSet("LUNELO_BENCH_VERBOSE")) {
+                QStringList frames;
+                for (const int f : std::as_const(seen))
+                    frames << QString::number(f);
+                note("bench: %s\n", QStringLiteral("%1 in %2,%3 %4x%5 showed %6")
+                                        .arg(p.name())
+                                        .arg(area.x())
+                                        .arg(area.y())
+                                        .arg(area.width())
+                                        .arg(area.height())
+                                        .arg(frames.join(QLatin1Char(' '))));
+            }
+            p.stop();
+            (isLunelo ? positions.lunelo : positions.mpv).push_back(double(seen.size()));
+            if (shownAt)
+                (isLunelo ? release.lunelo : release.mpv).push_back(*shownAt - released->at);
+            else
+                note("bench: %s did not show the exact frame after the scrub\n", p.name());
+        });
+    }
+
+private:
+    QTemporaryDir m_home;
+    QString m_media;
+    int m_runs;
+    std::unique_ptr<LuneloPlayer> m_lunelo;
+    std::unique_ptr<MpvPlayer> m_mpv;
+};
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QGuiApplication app(argc, argv);
+    QCommandLineParser parser;
+    parser.addOptions({
+        {QStringLiteral("lunelo"), QStringLiteral("The lunelo binary."), QStringLiteral("path")},
+        {QStringLiteral("media"), QStringLiteral("The clips of bench/media.sh."),
+         QStringLiteral("folder")},
+        {QStringLiteral("runs"), QStringLiteral("Runs per player and measure (5)."),
+         QStringLiteral("n"), QStringLiteral("5")},
+        {QStringLiteral("only"),
+         QStringLiteral("Comma-separated: cpu, cpu4k, memory, start, seek, scrub."),
+         QStringLiteral("list")},
+    });
+    parser.addHelpOption();
+    parser.process(app);
+    const QStringList only =
+        parser.value(QStringLiteral("only")).split(QLatin1Char(','), Qt::SkipEmptyParts);
+    const auto wanted = [&](const char *measure) {
+        return only.isEmpty() || only.contains(QLatin1String(measure));
+    };
+
+    Suite bench(parser.value(QStringLiteral("lunelo")), parser.value(QStringLiteral("media")),
+                std::max(1, parser.value(QStringLiteral("runs")).toInt()));
+    bench.warmUp();
+
+    std::vector<Row> rows;
+    constexpr Target kCpu{Target::Kind::Ratio, 1.10};
+    const auto cpuRows = [&](const char *file, const char *label, bool withMemory) {
+        Samples one, sixteen, dropsOne, dropsSixteen, memory;
+        bench.cpu(file, false, one, dropsOne, withMemory ? &memory : nullptr);
+        bench.cpu(file, true, sixteen, dropsSixteen, nullptr);
+        rows.push_back({QStringLiteral("CPU %1 1×").arg(label), QStringLiteral("s per 10 s"), 1, 2,
+                        one, kCpu});
+        rows.push_back({QStringLiteral("CPU %1 16×").arg(label), QStringLiteral("s per 10 s"), 1, 2,
+                        sixteen, kCpu});
+        rows.push_back(
+            {QStringLiteral("  frames dropped %1 1×").arg(label), {}, 1, 0, dropsOne, {}});
+        rows.push_back(
+            {QStringLiteral("  frames dropped %1 16×").arg(label), {}, 1, 0, dropsSixteen, {}});
+        // 16× against 1× for each player: Lunelo's judged, mpv's for comparison.
+        Samples zoomCost{{median(sixteen.lunelo) / median(one.lunelo)},
+                         {median(sixteen.mpv) / median(one.mpv)}};
+        rows.push_back({QStringLiteral("  16× CPU / 1× CPU, %1").arg(label),
+                        {},
+                        1,
+                        2,
+                        zoomCost,
+                        {Target::Kind::Own, 1.05}});
+        if (!memory.lunelo.empty())
+            rows.push_back({QStringLiteral("Peak resident memory %1").arg(label),
+                            QStringLiteral("MiB"),
+                            1.0 / 1024,
+                            0,
+                            memory,
+                            {Target::Kind::Ratio, 1.5}});
+    };
+    if (wanted("cpu") || wanted("memory"))
+        cpuRows("play-1080p30.mp4", "1080p", true);
+    if (wanted("cpu4k"))
+        cpuRows("play-2160p30.mp4", "2160p", false);
+    if (wanted("start")) {
+        Samples start;
+        bench.firstFrame(start);
+        rows.push_back({QStringLiteral("Start to first frame"),
+                        QStringLiteral("ms"),
+                        1000,
+                        0,
+                        start,
+                        {Target::Kind::Difference, 0.150}});
+    }
+    if (wanted("seek")) {
+        Samples forward, back, stepForward, stepBack;
+        bench.seeks(forward, back, stepForward, stepBack);
+        // One frame of the 25 fps clip: 40 ms.
+        constexpr Target kFrame{Target::Kind::Difference, 0.040};
+        rows.push_back({QStringLiteral("Exact seek forward 10 s"), QStringLiteral("ms"), 1000, 0,
+                        forward, kFrame});
+        rows.push_back(
+            {QStringLiteral("Exact seek back 10 s"), QStringLiteral("ms"), 1000, 0, back, kFrame});
+        rows.push_back({QStringLiteral("Frame step forward"), QStringLiteral("ms"), 1000, 0,
+                        stepForward, kFrame});
+        rows.push_back(
+            {QStringLiteral("Frame step back"), QStringLiteral("ms"), 1000, 0, stepBack, kFrame});
+    }
+    if (wanted("scrub")) {
+        Samples positions, release;
+        bench.scrub(positions, release);
+        rows.push_back({QStringLiteral("Scrub: positions shown in 2 s"), {}, 1, 0, positions, {}});
+        rows.push_back({QStringLiteral("Scrub: release to exact frame"),
+                        QStringLiteral("ms"),
+                        1000,
+                        0,
+                        release,
+                        {}});
+    }
+    printRows(rows);
+    return 0;
+}

@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# The benchmarks: Lunelo against the mpv player on the same generated clips, in one X server
+# (Xvfb with openbox, software OpenGL) and the same 1280×720 window, runs alternating between
+# the two; then one sibling step in folders of 1,000, 10,000 and 100,000 files. Prints every
+# measure with its median, its spread and the ratio to mpv. Takes about 20 minutes with the
+# default five runs. Not part of the tests.
+#
+#     bench/run.sh [--runs N] [--only cpu,cpu4k,memory,start,seek,scrub,folder]
+#
+# Builds into build/ (or $LUNELO_BUILD_DIR) with the benchmarks on; the clips go to
+# <build>/bench-media, made once.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/deps.sh test
+dir=${LUNELO_BUILD_DIR:-build}
+scripts/build.sh >/dev/null
+cmake -S . -B "$dir" -DLUNELO_BENCH=ON >/dev/null
+cmake --build "$dir" --parallel "$(nproc)" --target lunelo bench_players bench_folderstep
+bench/media.sh "$dir/bench-media"
+
+players=()
+folder=yes
+while [ $# -gt 0 ]; do
+    case $1 in
+    --only)
+        [[ ,$2, == *,folder,* ]] || folder=no
+        rest=$(echo ",$2," | sed 's/,folder,/,/; s/^,//; s/,$//')
+        [ -z "$rest" ] && players=(--skip) || players+=(--only "$rest")
+        shift 2
+        ;;
+    *)
+        players+=("$1")
+        shift
+        ;;
+    esac
+done
+
+echo "Machine: $(nproc) cores, $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2 | sed 's/^ //')," \
+    "$(awk '/MemTotal/ {printf "%.0f GiB", $2 / 1048576}' /proc/meminfo); load $(cut -d' ' -f1-3 /proc/loadavg)"
+echo "Players: $(mpv --version | head -1 | cut -d' ' -f1-2) and Lunelo $(git describe --always --dirty 2>/dev/null || echo '?')," \
+    "the same libmpv; Mesa llvmpipe (software OpenGL) under Xvfb"
+# A private runtime folder when the session has none (Qt and mpv want one).
+if [ -z "${XDG_RUNTIME_DIR:-}" ]; then
+    XDG_RUNTIME_DIR=$(mktemp -d)
+    export XDG_RUNTIME_DIR
+fi
+if [ "${players[0]:-}" != --skip ]; then
+    tests/run-x.sh "$dir/bench/bench_players" --lunelo "$dir/src/app/lunelo" \
+        --media "$dir/bench-media" "${players[@]}"
+fi
+if [ $folder = yes ]; then
+    echo
+    "$dir/bench/bench_folderstep"
+fi
