@@ -99,6 +99,8 @@ std::optional<Listing> list(const QUrl &folder)
         if (entry->d_name[0] == '.')
             continue; // hidden, and the folder itself and its parent
         const QString name = QFile::decodeName(entry->d_name);
+        if (QFile::encodeName(name) != entry->d_name)
+            continue; // not in the file names' encoding: no path of ours can name it
         listing.names << name;
         // The entry's type comes with the listing on most file systems: no extra lookup.
         const bool link = entry->d_type == DT_LNK || (entry->d_type == DT_UNKNOWN &&
