@@ -8,6 +8,7 @@
 // each player dropped meanwhile, peak resident memory while playing 1080p, process start to
 // first picture, exact seeks and frame steps both ways on a long-GOP file, and a two-second drag
 // through that file (positions shown, release to exact picture).
+#include "framecounter.h"
 #include "players.h"
 
 #include <QCommandLineParser>
@@ -150,34 +151,7 @@ int shownFrame(const QRect &area)
     const QImage image = QGuiApplication::primaryScreen()
                              ->grabWindow(0, grid.x(), grid.y(), grid.width(), grid.height())
                              .toImage();
-    if (image.isNull())
-        return -1;
-    constexpr int kColumns = 4;
-    constexpr int kRows = 3;
-    const int w = image.width() / kColumns;
-    const int h = image.height() / kRows;
-    int value = 0;
-    for (int block = 0; block < kColumns * kRows; ++block) {
-        // The mean grey of the middle half of the block.
-        const int x0 = (block % kColumns) * w + w / 4;
-        const int y0 = (block / kColumns) * h + h / 4;
-        long sum = 0;
-        for (int y = y0; y < y0 + h / 2; ++y) {
-            for (int x = x0; x < x0 + w / 2; ++x)
-                sum += qGray(image.pixel(x, y));
-        }
-        const long mean = sum / (long(w / 2) * (h / 2));
-        const bool white = mean > 192;
-        if (!white && mean >= 64)
-            return -1;
-        if (block == 0) {
-            if (!white)
-                return -1;
-        } else if (white) {
-            value |= 1 << (block - 1);
-        }
-    }
-    return value;
+    return readFrameCounter(image, QRectF(image.rect()));
 }
 
 // Reads the counter in `area` until it shows `frame`: when it did, or nothing after 10 s.

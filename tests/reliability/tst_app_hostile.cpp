@@ -57,22 +57,6 @@ void activate(AppDriver &app)
                         QString::number(app.window())});
 }
 
-QByteArray media(const QString &clip)
-{
-    QFile file(testMedia(clip));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeRaw(const QByteArray &path, const QByteArray &content)
-{
-    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0)
-        return false;
-    const bool ok = ::write(fd, content.constData(), size_t(content.size())) == content.size();
-    ::close(fd);
-    return ok;
-}
-
 // The application's MPRIS player, as a desktop client sees it.
 const QString kService = QStringLiteral("org.mpris.MediaPlayer2.lunelo");
 const QString kPlayer = QStringLiteral("org.mpris.MediaPlayer2.Player");
@@ -116,19 +100,20 @@ private slots:
     void downStepsThroughAFolderOfDamagedFiles()
     {
         QTemporaryDir dir;
-        const QByteArray clip = media(QStringLiteral("clip.mp4"));
+        const QByteArray clip = readMedia(QStringLiteral("clip.mp4"));
         const QList<std::tuple<QString, QByteArray, QString>> files{
             {QStringLiteral("01 clip.mp4"), clip, kReady},
-            {QStringLiteral("02 cut.mp4"), media(QStringLiteral("truncated.mp4")), kUnrecognized},
+            {QStringLiteral("02 cut.mp4"), readMedia(QStringLiteral("truncated.mp4")),
+             kUnrecognized},
             {QStringLiteral("03 empty.mp4"), QByteArray(""), kUnrecognized},
-            {QStringLiteral("04 text.mkv"), media(QStringLiteral("text.mp4")), kUnrecognized},
-            {QStringLiteral("05 sound only.mp4"), media(QStringLiteral("audio.mp4")), kReady},
-            {QStringLiteral("06 picture.mp4"), media(QStringLiteral("picture.png")), kReady},
+            {QStringLiteral("04 text.mkv"), readMedia(QStringLiteral("text.mp4")), kUnrecognized},
+            {QStringLiteral("05 sound only.mp4"), readMedia(QStringLiteral("audio.mp4")), kReady},
+            {QStringLiteral("06 picture.mp4"), readMedia(QStringLiteral("picture.png")), kReady},
             {QStringLiteral("07 two\nlines.mp4"), clip, kReady},
-            {QStringLiteral("08 subtitles.mkv"), media(QStringLiteral("subtitles.mkv")),
+            {QStringLiteral("08 subtitles.mkv"), readMedia(QStringLiteral("subtitles.mkv")),
              QStringLiteral(
                  "error Este arquivo não tem imagem nem som que o Lunelo consiga reproduzir.")},
-            {QStringLiteral("09 wide.mkv"), media(QStringLiteral("wide.mkv")), kReady},
+            {QStringLiteral("09 wide.mkv"), readMedia(QStringLiteral("wide.mkv")), kReady},
         };
         for (const auto &[name, content, end] : files)
             QVERIFY(writeRaw(QFile::encodeName(dir.filePath(name)), content));
@@ -206,7 +191,7 @@ private slots:
     void desktopRequestsOutOfRange()
     {
         QTemporaryDir dir;
-        QByteArray webm = media(QStringLiteral("clip.webm"));
+        QByteArray webm = readMedia(QStringLiteral("clip.webm"));
         const qsizetype at = webm.indexOf(QByteArrayLiteral("\x44\x89\x88"));
         QVERIFY(at > 0);
         const double claimed = 1e300; // milliseconds in the header: 1e297 seconds

@@ -36,23 +36,6 @@ const QString kNoFolderAccess =
 const QString kNoPermission = QStringLiteral("Sem permissão para ler este vídeo.");
 const QString kCannotOpen = QStringLiteral("Não foi possível abrir este vídeo.");
 
-QByteArray readMedia(const QString &clip)
-{
-    QFile file(testMedia(clip));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-// Writes `content` under a name given as raw bytes, which need not be valid UTF-8.
-bool writeRaw(const QByteArray &path, const QByteArray &content)
-{
-    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0)
-        return false;
-    const bool ok = ::write(fd, content.constData(), size_t(content.size())) == content.size();
-    ::close(fd);
-    return ok;
-}
-
 bool write(const QString &path, const QByteArray &content)
 {
     return writeRaw(QFile::encodeName(path), content);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "framecounter.h"
 #include "memorypreferences.h"
 #include "mpvengine.h"
 #include "picturesurface.h"
@@ -50,9 +51,3 @@ private:
     std::unique_ptr<QQuickView> m_view;
     QPointer<PictureSurface> m_surface;
 };
-
-// The frame number drawn by the counter clip of tests/media/generate.sh, read from the part of
-// `image` where the video lies: a 4 × 3 grid of blocks, the top-left one always white, the others
-// bits 0 to 10 in reading order. -1 when that part shows no such grid (no picture yet, another
-// picture, or a block neither clearly black nor clearly white).
-[[nodiscard]] int readFrameCounter(const QImage &image, const QRectF &picture);

@@ -7,6 +7,9 @@
 #include <QImage>
 #include <QString>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 // Runs what the event loop has queued (observations, completions, deferred deletions) until
 // nothing more is queued. Deterministic: no timers, no sleeping.
 inline void settle()
@@ -33,6 +36,24 @@ inline bool makeFiles(const QString &folder, const QStringList &names)
 inline QString testMedia(const QString &name)
 {
     return QDir(QString::fromLocal8Bit(qgetenv("LUNELO_TEST_MEDIA"))).absoluteFilePath(name);
+}
+
+// The bytes of a generated clip; empty when it cannot be read.
+inline QByteArray readMedia(const QString &clip)
+{
+    QFile file(testMedia(clip));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Writes `content` under a name given as raw bytes, which need not be valid UTF-8.
+inline bool writeRaw(const QByteArray &path, const QByteArray &content)
+{
+    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0)
+        return false;
+    const bool ok = ::write(fd, content.constData(), size_t(content.size())) == content.size();
+    ::close(fd);
+    return ok;
 }
 
 // Keeps a screenshot for a person to look at when LUNELO_TEST_SHOTS names a folder.
