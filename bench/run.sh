@@ -2,8 +2,8 @@
 # The benchmarks: Lunelo against the mpv player on the same generated clips, in one X server
 # (Xvfb with openbox, software OpenGL) and the same 1280×720 window, runs alternating between
 # the two; then one sibling step in folders of 1,000, 10,000 and 100,000 files. Prints every
-# measure with its median, its spread and the ratio to mpv. Takes about 20 minutes with the
-# default five runs. Not part of the tests.
+# measure with its median, its spread and the ratio to mpv. Takes about 11 minutes with the
+# default five runs on 2 cores. Not part of the tests.
 #
 #     bench/run.sh [--runs N] [--only cpu,cpu4k,memory,start,seek,scrub,folder]
 #
