@@ -26,6 +26,39 @@ QCollator fileManagerCollator()
     return collator;
 }
 
+// Whether an entry of `folder`, by name, is `file`. An entry's identity is its folder's followed
+// by its name in lower case, unless the entry is a link, which resolves elsewhere: a large folder
+// costs one path resolution, not one per entry.
+class OpenFileMatcher {
+public:
+    OpenFileMatcher(const QUrl &file, const QUrl &folder, const QSet<QString> &links)
+        : m_folderPath(folder.toLocalFile())
+        , m_wanted(identity(file))
+        , m_links(links)
+    {
+        if (!m_folderPath.endsWith(u'/'))
+            m_folderPath += u'/';
+        QString prefix = identity(folder);
+        if (!prefix.endsWith(u'/'))
+            prefix += u'/';
+        if (m_wanted.startsWith(prefix))
+            m_wantedName = m_wanted.mid(prefix.size());
+    }
+
+    bool operator()(const QString &name) const
+    {
+        if (m_links.contains(name))
+            return identity(QUrl::fromLocalFile(m_folderPath + name)) == m_wanted;
+        return !m_wantedName.isEmpty() && name.toLower() == m_wantedName;
+    }
+
+private:
+    QString m_folderPath; // with a trailing slash
+    QString m_wanted;
+    QString m_wantedName; // in lower case; empty when `file` is not in the folder
+    const QSet<QString> &m_links;
+};
+
 } // namespace
 
 QString extension(const QString &fileName)
@@ -128,17 +161,7 @@ std::optional<QUrl> neighbour(const QUrl &file, const Listing &listing, const QU
 {
     const QString path = folder.toLocalFile();
     const QString folderPath = path.endsWith(u'/') ? path : path + u'/';
-    const QString wanted = identity(file);
-    QString prefix = identity(folder);
-    if (!prefix.endsWith(QLatin1Char('/')))
-        prefix += QLatin1Char('/');
-    // The name that an entry that is not a link must have, in lower case, to be `file`.
-    const QString wantedName = wanted.startsWith(prefix) ? wanted.mid(prefix.size()) : QString();
-    const auto isFile = [&](const QString &name) {
-        if (listing.links.contains(name))
-            return identity(QUrl::fromLocalFile(folderPath + name)) == wanted;
-        return !wantedName.isEmpty() && name.toLower() == wantedName;
-    };
+    const OpenFileMatcher isFile(file, folder, listing.links);
 
     // The order of videos(): by the collator, equal names in listing order.
     const QCollator collator = fileManagerCollator();
@@ -180,19 +203,12 @@ std::optional<QUrl> neighbour(const QUrl &file, const Listing &listing, const QU
     return QUrl::fromLocalFile(folderPath + names[next >= 0 ? next : first]);
 }
 
-// An entry's identity is its folder's followed by its name in lower case, unless the entry is a
-// link, which resolves elsewhere; so a large folder costs one path resolution, not one per file.
 qsizetype indexOf(const QUrl &file, const QList<QUrl> &videos, const QUrl &folder,
                   const QSet<QString> &links)
 {
-    const QString wanted = identity(file);
-    QString prefix = identity(folder);
-    if (!prefix.endsWith(QLatin1Char('/')))
-        prefix += QLatin1Char('/');
+    const OpenFileMatcher isFile(file, folder, links);
     for (qsizetype i = 0; i < videos.size(); ++i) {
-        const QString name = videos[i].fileName();
-        const QString key = links.contains(name) ? identity(videos[i]) : prefix + name.toLower();
-        if (key == wanted)
+        if (isFile(videos[i].fileName()))
             return i;
     }
     return -1;
