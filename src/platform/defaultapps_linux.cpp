@@ -39,8 +39,8 @@ std::optional<QString> executableOf(GAppInfo *app)
         QFileInfo(command).isAbsolute() ? command : QStandardPaths::findExecutable(command);
     if (path.isEmpty())
         return command;
-    return QFileInfo(path).canonicalFilePath().isEmpty() ? path
-                                                         : QFileInfo(path).canonicalFilePath();
+    const QString canonical = QFileInfo(path).canonicalFilePath();
+    return canonical.isEmpty() ? path : canonical;
 }
 
 class GioDefaultApps final : public DefaultApps {

@@ -148,9 +148,13 @@ private:
 // One mpv core, shared by its player (GUI thread) and its renderer (render thread); the core is
 // destroyed when both let go, so the render context is always freed before its core.
 struct MpvCore {
+    explicit MpvCore(QString file)
+        : path(std::move(file))
+    {
+    }
     mpv_handle *handle = nullptr;
-    // The file to play, set before anything else runs; empty for a location that is not a file.
-    QString path;
+    // The file to play; empty for a location that is not a file.
+    const QString path;
     PictureLog pictures; // used only while tracing
     ~MpvCore()
     {
@@ -503,12 +507,10 @@ public:
     MpvPlayer(const QUrl &url, const MpvEngine::Options &options,
               const MpvEngine::MpvOptions &extraOptions)
         : m_url(url)
-        , m_path(url.isLocalFile() ? url.toLocalFile() : QString())
         , m_drawsVideo(options.drawsVideo)
         , m_x11Display(options.drawsVideo ? x11Display() : nullptr)
-        , m_core(std::make_shared<MpvCore>())
+        , m_core(std::make_shared<MpvCore>(url.isLocalFile() ? url.toLocalFile() : QString()))
     {
-        m_core->path = m_path;
         mpv_handle *h = mpv_create();
         m_core->handle = h;
         if (!h) {
@@ -536,7 +538,7 @@ public:
             for (const auto &p : kTracedOnly)
                 mpv_observe_property(h, uint64_t(p.id), p.name, p.format);
         }
-        if (m_path.isEmpty())
+        if (m_core->path.isEmpty())
             failLater(MPV_ERROR_LOADING_FAILED);
         else if (!m_drawsVideo)
             m_core->load();
@@ -601,12 +603,7 @@ public:
         // The playhead jumps now. Announced from the event loop, after any tick of the old
         // position still on its way, so the old position cannot have the last word.
         QMetaObject::invokeMethod(
-            this,
-            [this] {
-                m_lastTick = m_time;
-                emit tick(m_time);
-            },
-            Qt::QueuedConnection);
+            this, [this] { announceTime(); }, Qt::QueuedConnection);
         const QByteArray target = number(seconds);
         const char *flags = mode == SeekMode::Exact ? "absolute+exact" : "absolute+keyframes";
         if (Trace::enabled()) {
@@ -622,13 +619,19 @@ public:
             finishSeek(id);
     }
 
-    std::optional<VideoTrack> videoTrack() const override { return m_track; }
+    std::optional<VideoTrack> videoTrack() const override
+    {
+        if (m_naturalSize.isEmpty())
+            return std::nullopt;
+        return VideoTrack{m_naturalSize, m_rotation, m_containerFps,
+                          m_estimatedFps > 0 ? 1.0 / m_estimatedFps : 0.0};
+    }
 
     void loadVideoTrack(std::function<void(std::optional<VideoTrack>)> done) override
     {
         if (m_trackSettled) {
             QMetaObject::invokeMethod(
-                this, [done = std::move(done), track = m_track] { done(track); },
+                this, [done = std::move(done), track = videoTrack()] { done(track); },
                 Qt::QueuedConnection);
             return;
         }
@@ -752,8 +755,7 @@ private:
             if (Trace::enabled())
                 traceSeekShown(restarted);
             completeSeeks(restarted);
-            m_lastTick = m_time;
-            emit tick(m_time);
+            announceTime();
             break;
         }
         case MPV_EVENT_END_FILE: {
@@ -763,7 +765,7 @@ private:
             else if (end->reason == MPV_END_FILE_REASON_REDIRECT)
                 failRedirect();
             // Nothing restarts after the end of the file.
-            completeSeeks([](const PendingSeek &) { return true; });
+            completeAllSeeks();
             break;
         }
         case MPV_EVENT_CLIENT_MESSAGE: {
@@ -807,8 +809,7 @@ private:
             m_time = *static_cast<double *>(p.data);
             // The engine reports every frame; the session wants about 30 reports a second.
             if (std::abs(m_time - m_lastTick) >= 1.0 / 30.0 - 1e-3) {
-                m_lastTick = m_time;
-                emit tick(m_time);
+                announceTime();
             }
             break;
         }
@@ -837,19 +838,16 @@ private:
             const bool played = m_playRequested;
             m_playRequested = false;
             m_paused = true;
-            m_lastTick = m_time;
-            emit tick(m_time);
+            announceTime();
             if (played)
                 emit reachedEnd();
             break;
         }
         case Prop::ContainerFps:
             m_containerFps = has ? *static_cast<double *>(p.data) : 0.0;
-            updateTrack();
             break;
         case Prop::EstimatedFps:
             m_estimatedFps = has ? *static_cast<double *>(p.data) : 0.0;
-            updateTrack();
             break;
         case Prop::Seekable:
             m_seekable = !has || *static_cast<int *>(p.data) != 0;
@@ -893,8 +891,7 @@ private:
             return; // an older state; the newer one we asked for is on its way
         if (paused != m_paused) {
             m_paused = paused;
-            m_lastTick = m_time;
-            emit tick(m_time);
+            announceTime();
         }
     }
 
@@ -911,20 +908,11 @@ private:
         m_naturalSize = QSizeF(dw, dh);
         m_rotation = rotate;
         const QSizeF shown = (rotate == 90 || rotate == 270) ? QSizeF(dh, dw) : QSizeF(dw, dh);
-        updateTrack();
         if (shown != m_presentationSize) {
             m_presentationSize = shown;
             emit presentationSizeChanged();
         }
         settleTrack();
-    }
-
-    void updateTrack()
-    {
-        if (m_naturalSize.isEmpty())
-            return;
-        m_track = VideoTrack{m_naturalSize, m_rotation, m_containerFps,
-                             m_estimatedFps > 0 ? 1.0 / m_estimatedFps : 0.0};
     }
 
     void settleTrack()
@@ -933,8 +921,9 @@ private:
             return;
         m_trackSettled = true;
         auto waiters = std::exchange(m_trackWaiters, {});
+        const std::optional<VideoTrack> track = videoTrack();
         for (auto &done : waiters)
-            done(m_track);
+            done(track);
     }
 
     void seekAccepted(uint64_t id, int error)
@@ -1053,10 +1042,9 @@ private:
 
     void videoOutputReady()
     {
-        if (!m_hadVideoOutput) {
-            m_hadVideoOutput = true;
-            m_core->load(); // done by the renderer, unless it failed before
-        } else if (m_status == Status::ReadyToPlay) {
+        if (!std::exchange(m_hadVideoOutput, true))
+            return; // the renderer loaded the file before it said so
+        if (m_status == Status::ReadyToPlay) {
             // A new surface for a file already playing: mpv dropped video when the previous
             // renderer went away, so select the picture again.
             const char *cmd[] = {"set", "vid", "auto", nullptr};
@@ -1066,15 +1054,8 @@ private:
 
     void fail(int mpvError)
     {
-        if (m_status == Status::Failed)
-            return;
-        m_error = describeFailure(m_path, mpvError);
-        m_status = Status::Failed;
-        m_paused = true;
-        Trace::event("failed", m_error->description);
-        settleTrack();
-        completeAllSeeks();
-        emit statusChanged();
+        if (m_status != Status::Failed) // describing the failure may look at the file
+            failWith(describeFailure(m_core->path, mpvError));
     }
 
     void failRedirect()
@@ -1082,9 +1063,14 @@ private:
         // A playlist or manifest named like a video: never follow it.
         const char *cmd[] = {"stop", nullptr};
         mpv_command_async(m_core->handle, 0, cmd);
+        failWith({MediaError::Code::UnsupportedSource, kPlaylistMessage});
+    }
+
+    void failWith(MediaError error)
+    {
         if (m_status == Status::Failed)
             return;
-        m_error = MediaError{MediaError::Code::UnsupportedSource, kPlaylistMessage};
+        m_error = std::move(error);
         m_status = Status::Failed;
         m_paused = true;
         Trace::event("failed", m_error->description);
@@ -1099,13 +1085,19 @@ private:
             this, [this, mpvError] { fail(mpvError); }, Qt::QueuedConnection);
     }
 
+    // Tells the session where the playhead is now.
+    void announceTime()
+    {
+        m_lastTick = m_time;
+        emit tick(m_time);
+    }
+
     void completeAllSeeks()
     {
         completeSeeks([](const PendingSeek &) { return true; });
     }
 
     const QUrl m_url;
-    const QString m_path;
     const bool m_drawsVideo;
     void *const m_x11Display;
     std::shared_ptr<MpvCore> m_core;
@@ -1134,7 +1126,6 @@ private:
     int m_rotation = 0;
     double m_containerFps = 0;
     double m_estimatedFps = 0;
-    std::optional<VideoTrack> m_track;
     bool m_trackSettled = false;
     std::vector<std::function<void(std::optional<VideoTrack>)>> m_trackWaiters;
 

@@ -10,7 +10,7 @@ class ScreenSaver : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool inhibited READ inhibited WRITE setInhibited NOTIFY inhibitedChanged FINAL)
 public:
-    static std::unique_ptr<ScreenSaver> create(QObject *parent = nullptr);
+    static std::unique_ptr<ScreenSaver> create();
     [[nodiscard]] virtual bool inhibited() const = 0;
     virtual void setInhibited(bool on) = 0;
 signals:

@@ -19,11 +19,6 @@ constexpr int kCallTimeoutMs = 2000;
 
 class FreedesktopScreenSaver final : public ScreenSaver {
 public:
-    explicit FreedesktopScreenSaver(QObject *parent)
-        : ScreenSaver(parent)
-    {
-    }
-
     // At quit the held cookie goes back before the process ends, also one whose Inhibit is
     // still on its way. This is the only place that waits on the bus.
     ~FreedesktopScreenSaver() override
@@ -96,7 +91,7 @@ private:
 
 } // namespace
 
-std::unique_ptr<ScreenSaver> ScreenSaver::create(QObject *parent)
+std::unique_ptr<ScreenSaver> ScreenSaver::create()
 {
-    return std::make_unique<FreedesktopScreenSaver>(parent);
+    return std::make_unique<FreedesktopScreenSaver>();
 }
