@@ -83,8 +83,7 @@ Item {
                 height: playerStack.height
                 player: modelData
                 videoSize: view.session.videoSize
-                zoomScale: zoom.presentedScale
-                offset: zoom.presentedOffset
+                zoom: view.zoom.presented
             }
         }
 
@@ -173,7 +172,7 @@ Item {
             visible: view.session.player !== null
             session: view.session
             chrome: chrome
-            zoomedIn: zoom.zoom.scale > 1.001
+            zoomedIn: zoom.zoom.zoomedIn
             enabled: chrome.chromeVisible
             opacity: chrome.chromeVisible ? 1 : 0
             onResetZoom: zoom.reset()

@@ -236,21 +236,12 @@ void PictureSurface::setVideoSize(QSizeF size)
     layoutPlayer();
 }
 
-void PictureSurface::setZoomScale(double scale)
+void PictureSurface::setZoom(const ZoomState &zoom)
 {
-    if (m_zoomScale == scale)
+    if (m_zoom.scale == zoom.scale && m_zoom.offset == zoom.offset)
         return;
-    m_zoomScale = scale;
-    emit zoomScaleChanged();
-    layoutPlayer();
-}
-
-void PictureSurface::setOffset(QSizeF offset)
-{
-    if (m_offset == offset)
-        return;
-    m_offset = offset;
-    emit offsetChanged();
+    m_zoom = zoom;
+    emit zoomChanged();
     layoutPlayer();
 }
 
@@ -266,13 +257,13 @@ void PictureSurface::geometryChange(const QRectF &newGeometry, const QRectF &old
 void PictureSurface::layoutPlayer()
 {
     const QSizeF bounds = size();
-    const QRectF frame = pictureFrame(bounds, m_videoSize, m_zoomScale, m_offset);
+    const QRectF frame = pictureFrame(bounds, m_videoSize, m_zoom.scale, m_zoom.offset);
     if (frame != m_pictureRect) {
         m_pictureRect = frame;
         emit pictureRectChanged();
     }
     if (m_player) {
-        const VideoZoom zoom = videoZoom(bounds, m_videoSize, m_zoomScale, m_offset);
+        const VideoZoom zoom = videoZoom(bounds, m_videoSize, m_zoom.scale, m_zoom.offset);
         m_player->setVideoZoom(zoom.scale, zoom.panX, zoom.panY);
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "mediaengine.h"
+#include "zoomstate.h"
 
 #include <QPointer>
 #include <QQuickItem>
@@ -22,8 +23,8 @@ class PictureSurface : public QQuickItem {
     QML_ELEMENT
     Q_PROPERTY(MediaPlayer *player READ player WRITE setPlayer NOTIFY playerChanged FINAL)
     Q_PROPERTY(QSizeF videoSize READ videoSize WRITE setVideoSize NOTIFY videoSizeChanged FINAL)
-    Q_PROPERTY(double zoomScale READ zoomScale WRITE setZoomScale NOTIFY zoomScaleChanged FINAL)
-    Q_PROPERTY(QSizeF offset READ offset WRITE setOffset NOTIFY offsetChanged FINAL)
+    // Scale and offset together, so that a change of both lays the picture out once.
+    Q_PROPERTY(ZoomState zoom READ zoom WRITE setZoom NOTIFY zoomChanged FINAL)
     // Where the picture lies, in item coordinates; read-only, for tests and tools.
     Q_PROPERTY(QRectF pictureRect READ pictureRect NOTIFY pictureRectChanged FINAL)
 
@@ -35,17 +36,14 @@ public:
     void setPlayer(MediaPlayer *player);
     [[nodiscard]] QSizeF videoSize() const { return m_videoSize; }
     void setVideoSize(QSizeF size);
-    [[nodiscard]] double zoomScale() const { return m_zoomScale; }
-    void setZoomScale(double scale);
-    [[nodiscard]] QSizeF offset() const { return m_offset; }
-    void setOffset(QSizeF offset);
+    [[nodiscard]] ZoomState zoom() const { return m_zoom; }
+    void setZoom(const ZoomState &zoom);
     [[nodiscard]] QRectF pictureRect() const { return m_pictureRect; }
 
 signals:
     void playerChanged();
     void videoSizeChanged();
-    void zoomScaleChanged();
-    void offsetChanged();
+    void zoomChanged();
     void pictureRectChanged();
 
 protected:
@@ -58,8 +56,7 @@ private:
 
     QPointer<MediaPlayer> m_player;
     QSizeF m_videoSize{0, 0};
-    double m_zoomScale = 1.0;
-    QSizeF m_offset{0, 0};
+    ZoomState m_zoom;
     QRectF m_pictureRect;
     std::shared_ptr<SurfaceLink> m_link;
 };

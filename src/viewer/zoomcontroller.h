@@ -12,8 +12,8 @@
 #include "commands.h"
 
 // The player view's zoom handlers: turns pinches, smart zooms, pans and the zoom commands into
-// zoom states for the picture. `zoom` is the state the handlers work from; `presentedScale` and
-// `presentedOffset` are what the picture shows, which follows `zoom` at once except during the
+// zoom states for the picture. `zoom` is the state the handlers work from; `presented` is what
+// the picture shows, which follows `zoom` at once except during the
 // two eased transitions (smart zoom, reset). GUI thread only.
 class ZoomController : public QObject {
     Q_OBJECT
@@ -22,8 +22,7 @@ class ZoomController : public QObject {
     Q_PROPERTY(QSizeF videoSize READ videoSize WRITE setVideoSize NOTIFY videoSizeChanged FINAL)
     Q_PROPERTY(QSizeF fittedSize READ fittedSize NOTIFY fittedSizeChanged FINAL)
     Q_PROPERTY(ZoomState zoom READ zoom NOTIFY zoomChanged FINAL)
-    Q_PROPERTY(double presentedScale READ presentedScale NOTIFY presentedChanged FINAL)
-    Q_PROPERTY(QSizeF presentedOffset READ presentedOffset NOTIFY presentedChanged FINAL)
+    Q_PROPERTY(ZoomState presented READ presented NOTIFY presentedChanged FINAL)
     Q_PROPERTY(QPointF cursor READ cursor WRITE setCursor NOTIFY cursorChanged FINAL)
     // The command hub whose zoom commands this controller follows while it exists.
     Q_PROPERTY(Commands *commands READ commands WRITE setCommands NOTIFY commandsChanged FINAL)
@@ -40,8 +39,7 @@ public:
     void setVideoSize(QSizeF size);
     [[nodiscard]] QSizeF fittedSize() const { return m_fitted; }
     [[nodiscard]] ZoomState zoom() const { return m_zoom; }
-    [[nodiscard]] double presentedScale() const { return m_presented.scale; }
-    [[nodiscard]] QSizeF presentedOffset() const { return m_presented.offset; }
+    [[nodiscard]] ZoomState presented() const { return m_presented; }
     [[nodiscard]] QPointF cursor() const { return m_cursor; }
     void setCursor(QPointF location);
     [[nodiscard]] Commands *commands() const { return m_commands; }

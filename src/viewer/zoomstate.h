@@ -15,6 +15,7 @@ struct ZoomState {
     Q_PROPERTY(double scale MEMBER scale FINAL)
     Q_PROPERTY(QSizeF offset MEMBER offset FINAL)
     Q_PROPERTY(QString percentLabel READ percentLabel FINAL)
+    Q_PROPERTY(bool zoomedIn READ isZoomedIn FINAL)
 
 public:
     static constexpr double kMinScale = 1.0;

@@ -83,8 +83,7 @@ private slots:
         QCOMPARE(surface.pictureRect(), QRectF(0, 75, 800, 450));
         QCOMPARE(player.zoomScale(), 1.0);
 
-        surface.setZoomScale(2.0);
-        surface.setOffset(QSizeF(100, -50));
+        surface.setZoom(ZoomState{2.0, QSizeF(100, -50)});
         QCOMPARE(surface.pictureRect(), QRectF(-300, -200, 1600, 900));
         QCOMPARE(player.zoomScale(), 2.0);
         QCOMPARE(player.zoomPan(), QPointF(100.0 / 1600, -50.0 / 900));

@@ -202,20 +202,20 @@ private slots:
 
         zoom.smartZoom(QPointF(400, 300));
         QCOMPARE(zoom.zoom(), state(2));
-        QCOMPARE(zoom.presentedScale(), 1.0);
-        QTRY_COMPARE(zoom.presentedScale(), 2.0);
+        QCOMPARE(zoom.presented().scale, 1.0);
+        QTRY_COMPARE(zoom.presented().scale, 2.0);
         QVERIFY(presented.count() > 2); // went through steps
 
         zoom.reset();
         QCOMPARE(zoom.zoom(), state(1));
-        QTRY_VERIFY(zoom.presentedScale() < 2.0);
+        QTRY_VERIFY(zoom.presented().scale < 2.0);
         zoom.resetImmediately();
-        QCOMPARE(zoom.presentedScale(), 1.0);
-        QCOMPARE(zoom.presentedOffset(), QSizeF(0, 0));
+        QCOMPARE(zoom.presented().scale, 1.0);
+        QCOMPARE(zoom.presented().offset, QSizeF(0, 0));
 
         // Pinches and pans show at once.
         zoom.magnify(0.5, QPointF(400, 300), false);
-        QCOMPARE(zoom.presentedScale(), 1.5);
+        QCOMPARE(zoom.presented().scale, 1.5);
     }
 
     void commandsAndChrome()
