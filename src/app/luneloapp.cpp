@@ -116,7 +116,7 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
     // No frame from the window manager: the top bar is the title bar.
     p.view->setFlags(Qt::Window | Qt::FramelessWindowHint);
     p.configurator = std::make_unique<WindowConfigurator>(delegate.session(), delegate.onboarding(),
-                                                          delegate.presentation(), *p.preferences);
+                                                          *p.preferences);
     p.configurator->attach(p.view.get());
     p.view->show();
 

@@ -7,7 +7,6 @@
 #include <QDBusMessage>
 #include <QMetaProperty>
 #include <QTimer>
-#include <QWindow>
 
 #include <cmath>
 #include <unistd.h>
@@ -203,8 +202,7 @@ void MprisService::raise()
 void MprisService::quit()
 {
     // As the window's own close button does: its close path runs and the process ends with it.
-    if (QWindow *window = m_delegate.presentation().playerWindow())
-        window->close();
+    m_delegate.presentation().closeWindow();
 }
 
 QString MprisService::playbackStatus() const

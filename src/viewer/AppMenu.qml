@@ -16,6 +16,14 @@ Menu {
     onOpened: menu.presentation.menuOpen = true
     onClosed: menu.presentation.menuOpen = false
 
+    component MenuBackground: Rectangle {
+        implicitWidth: 240
+        radius: 8
+        color: Qt.rgba(0.14, 0.14, 0.15, 0.97)
+        border.width: 1
+        border.color: Qt.rgba(1, 1, 1, 0.12)
+    }
+
     component CommandItem: MenuItem {
         id: item
 
@@ -46,13 +54,7 @@ Menu {
 
     delegate: CommandItem {}
 
-    background: Rectangle {
-        implicitWidth: 240
-        radius: 8
-        color: Qt.rgba(0.14, 0.14, 0.15, 0.97)
-        border.width: 1
-        border.color: Qt.rgba(1, 1, 1, 0.12)
-    }
+    background: MenuBackground {}
 
     CommandItem {
         text: "Abrir…"
@@ -71,13 +73,7 @@ Menu {
     Menu {
         title: "Visualizar"
         delegate: CommandItem {}
-        background: Rectangle {
-            implicitWidth: 240
-            radius: 8
-            color: Qt.rgba(0.14, 0.14, 0.15, 0.97)
-            border.width: 1
-            border.color: Qt.rgba(1, 1, 1, 0.12)
-        }
+        background: MenuBackground {}
 
         CommandItem {
             text: "Aproximar"

@@ -41,12 +41,10 @@ void ChromeVisibility::setFlag(bool &flag, bool value, void (ChromeVisibility::*
 void ChromeVisibility::setHoveringBar(bool hovering)
 {
     setFlag(m_hoveringBar, hovering, &ChromeVisibility::hoveringBarChanged);
-    if (hovering) {
-        setFlag(m_showChrome, true, &ChromeVisibility::showChromeChanged);
-        scheduleChromeHide(kShowDelay);
-    } else {
+    if (hovering)
+        showForInput();
+    else
         scheduleChromeHide(kLeaveDelay);
-    }
 }
 
 void ChromeVisibility::setShowVolume(bool open)
@@ -95,7 +93,7 @@ void ChromeVisibility::scheduleChromeHide(double seconds)
     m_hideTask = m_scheduler->schedule(seconds, [this] {
         m_hideTask = 0;
         // Held by the pointer or the popover: those clear themselves and schedule anew.
-        if (m_hoveringBar || m_cursorNearBar || m_showVolume || m_menuOpen)
+        if (isHeld())
             return;
         setFlag(m_showChrome, false, &ChromeVisibility::showChromeChanged);
     });
@@ -109,12 +107,10 @@ void ChromeVisibility::updateBarProximity(QPointF position, double viewHeight)
     if (near == m_cursorNearBar)
         return; // moving inside or outside the band touches nothing
     setFlag(m_cursorNearBar, near, &ChromeVisibility::cursorNearBarChanged);
-    if (near) {
-        setFlag(m_showChrome, true, &ChromeVisibility::showChromeChanged);
-        scheduleChromeHide(kShowDelay);
-    } else {
+    if (near)
+        showForInput();
+    else
         scheduleChromeHide(kLeaveDelay);
-    }
 }
 
 void ChromeVisibility::pointerLeftView()

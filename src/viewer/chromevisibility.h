@@ -25,7 +25,7 @@ class ChromeVisibility : public QObject {
     Q_PROPERTY(bool showVolume READ showVolume WRITE setShowVolume NOTIFY showVolumeChanged FINAL)
     // The application menu, opened from the top bar, holds the chrome like the popover.
     Q_PROPERTY(bool menuOpen READ menuOpen WRITE setMenuOpen NOTIFY menuOpenChanged FINAL)
-    // Any of the four: the bars show.
+    // Shown by an event or held: the bars show.
     Q_PROPERTY(bool chromeVisible READ chromeVisible NOTIFY chromeVisibleChanged FINAL)
     // The last change of `chromeVisible` came from `showChrome`: the bars fade for those only.
     Q_PROPERTY(bool fading READ fading NOTIFY chromeVisibleChanged FINAL)
@@ -55,10 +55,7 @@ public:
     void setShowVolume(bool open);
     [[nodiscard]] bool menuOpen() const { return m_menuOpen; }
     void setMenuOpen(bool open);
-    [[nodiscard]] bool chromeVisible() const
-    {
-        return m_showChrome || m_hoveringBar || m_cursorNearBar || m_showVolume || m_menuOpen;
-    }
+    [[nodiscard]] bool chromeVisible() const { return m_showChrome || isHeld(); }
     [[nodiscard]] bool fading() const { return m_fading; }
     [[nodiscard]] bool ratePulse() const { return m_ratePulse; }
     [[nodiscard]] Commands *commands() const { return m_commands; }
@@ -84,7 +81,12 @@ signals:
     void commandsChanged();
 
 private:
-    // Sets one of the four flags and announces a change of the bars' visibility.
+    // Held by the pointer, the popover or the menu: the hide timer leaves the chrome alone.
+    [[nodiscard]] bool isHeld() const
+    {
+        return m_hoveringBar || m_cursorNearBar || m_showVolume || m_menuOpen;
+    }
+    // Sets one of the flags and announces a change of the bars' visibility.
     void setFlag(bool &flag, bool value, void (ChromeVisibility::*changed)());
     void setRatePulse(bool on);
 

@@ -1,5 +1,6 @@
 #include "drophandler.h"
 
+#include "folderplaylist.h"
 #include "playbacksession.h"
 
 #include <QMimeDatabase>
@@ -27,8 +28,7 @@ void DropHandler::setSession(PlaybackSession *session)
 bool DropHandler::isVideo(const QUrl &url)
 {
     const QString name = url.fileName();
-    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
-    const QString extension = dot >= 0 ? name.mid(dot + 1).toLower() : QString();
+    const QString extension = FolderPlaylist::extension(name);
     if (PlaybackSession::videoExtensions().contains(extension))
         return true;
     if (extension.isEmpty())

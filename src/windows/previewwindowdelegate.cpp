@@ -62,11 +62,6 @@ void PreviewWindowDelegate::setSession(PlaybackSession *session)
     m_session = session;
 }
 
-void PreviewWindowDelegate::setPresentation(WindowPresentation *presentation)
-{
-    m_presentation = presentation;
-}
-
 void PreviewWindowDelegate::attach(QWindow *window)
 {
     if (m_window == window)

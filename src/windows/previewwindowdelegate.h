@@ -12,7 +12,6 @@ class PlaybackSession;
 class Preferences;
 class QVariantAnimation;
 class QWindow;
-class WindowPresentation;
 
 // The player window's delegate: configures the window for its mode (introduction or player),
 // restores and persists the player frame under "playerWindowFrame", fades the window in and
@@ -30,7 +29,6 @@ public:
     ~PreviewWindowDelegate() override;
 
     void setSession(PlaybackSession *session);
-    void setPresentation(WindowPresentation *presentation);
 
     // Becomes `window`'s delegate (again: harmless).
     void attach(QWindow *window);
@@ -42,8 +40,6 @@ public:
     void fadeIn(QWindow *window);
     void fadeOut(QWindow *window, std::function<void()> done);
 
-    [[nodiscard]] std::optional<bool> appliedOnboarding() const { return m_appliedOnboarding; }
-    [[nodiscard]] bool didFadeIn() const { return m_didFadeIn; }
     [[nodiscard]] bool isClosing() const { return m_isClosing; }
 
     // Whether animations run; replaceable for tests.
@@ -63,7 +59,6 @@ private:
 
     Preferences &m_preferences;
     QPointer<PlaybackSession> m_session;
-    QPointer<WindowPresentation> m_presentation;
     QPointer<QWindow> m_window;
     std::optional<bool> m_appliedOnboarding;
     bool m_didFadeIn = false;

@@ -1,19 +1,16 @@
 #include "windowconfigurator.h"
 
 #include "onboardingstore.h"
-#include "windowpresentation.h"
 
 #include <QWindow>
 
 WindowConfigurator::WindowConfigurator(PlaybackSession &session, OnboardingStore &onboarding,
-                                       WindowPresentation &presentation, Preferences &preferences,
-                                       QObject *parent)
+                                       Preferences &preferences, QObject *parent)
     : QObject(parent)
-    , m_session(session)
     , m_onboarding(onboarding)
-    , m_presentation(presentation)
     , m_delegate(preferences)
 {
+    m_delegate.setSession(&session);
     connect(&m_onboarding, &OnboardingStore::completedChanged, this, &WindowConfigurator::update);
 }
 
@@ -25,8 +22,6 @@ void WindowConfigurator::attach(QWindow *window)
 
 void WindowConfigurator::update()
 {
-    m_delegate.setSession(&m_session);
-    m_delegate.setPresentation(&m_presentation);
     if (!m_window)
         return;
     m_delegate.attach(m_window);

@@ -9,7 +9,6 @@ class OnboardingStore;
 class PlaybackSession;
 class Preferences;
 class QWindow;
-class WindowPresentation;
 
 // Keeps the window that hosts the player view in the mode the onboarding asks for: installs
 // the window's delegate and applies the introduction or the player mode whenever the
@@ -18,20 +17,15 @@ class WindowConfigurator : public QObject {
     Q_OBJECT
 public:
     WindowConfigurator(PlaybackSession &session, OnboardingStore &onboarding,
-                       WindowPresentation &presentation, Preferences &preferences,
-                       QObject *parent = nullptr);
+                       Preferences &preferences, QObject *parent = nullptr);
 
     // The view's window: its first configuration, before it shows.
     void attach(QWindow *window);
     // Re-applies the mode (only a change of mode changes the size).
     void update();
 
-    [[nodiscard]] PreviewWindowDelegate &delegate() { return m_delegate; }
-
 private:
-    PlaybackSession &m_session;
     OnboardingStore &m_onboarding;
-    WindowPresentation &m_presentation;
     PreviewWindowDelegate m_delegate;
     QPointer<QWindow> m_window;
 };
