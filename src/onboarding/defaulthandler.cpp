@@ -103,8 +103,7 @@ bool claimModern(DefaultApps &apps)
 {
     if (isDefaultPlayer(apps))
         return true;
-    claimAll(apps);
-    if (isDefaultPlayer(apps))
+    if (claimAll(apps))
         return true;
     // The desktop's own claim, one type after the other; a failure goes on to the next.
     for (const QString &id : {kMpeg4, kQuickTime, kM4v}) {

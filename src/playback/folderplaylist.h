@@ -49,6 +49,12 @@ struct Listing {
 [[nodiscard]] qsizetype indexOf(const QUrl &file, const QList<QUrl> &videos, const QUrl &folder,
                                 const QSet<QString> &links);
 
+// The folder that holds `file`.
+[[nodiscard]] inline QUrl folderOf(const QUrl &file)
+{
+    return file.adjusted(QUrl::RemoveFilename | QUrl::StripTrailingSlash);
+}
+
 // The lower-case extension of a file name: the text after its last dot; empty without one.
 [[nodiscard]] QString extension(const QString &fileName);
 

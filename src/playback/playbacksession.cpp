@@ -1,5 +1,6 @@
 #include "playbacksession.h"
 
+#include "folderplaylist.h"
 #include "preferences.h"
 
 #include <QTransform>
@@ -187,11 +188,11 @@ void PlaybackSession::statusObserved(MediaPlayer *player, MediaPlayer::Status st
         setPlaying(false);
         const std::optional<MediaError> error = player->error();
         if (!m_accessedFolder && isPermissionError(error) && !m_url.isEmpty()) {
-            const QUrl folder = m_url.adjusted(QUrl::RemoveFilename | QUrl::StripTrailingSlash);
-            requestFolderAccess(folder, [this, self = QPointer(this)](bool granted) {
-                if (granted && self && !m_url.isEmpty())
-                    open(m_url);
-            });
+            requestFolderAccess(FolderPlaylist::folderOf(m_url),
+                                [this, self = QPointer(this)](bool granted) {
+                                    if (granted && self && !m_url.isEmpty())
+                                        open(m_url);
+                                });
         } else {
             setErrorMessage(error ? error->description
                                   : QStringLiteral("Não foi possível abrir este vídeo."));
@@ -278,11 +279,8 @@ void PlaybackSession::togglePlay()
         return;
     if (m_player->rate() == 0.0f) {
         // At the end, play means from the beginning.
-        if (m_duration > 0 && m_currentTime >= m_duration - 0.05) {
-            setCurrentTime(0);
-            m_pendingScrub = 0.0;
-            issueSeek(true);
-        }
+        if (m_duration > 0 && m_currentTime >= m_duration - 0.05)
+            seekTo(0, true);
         play();
     } else {
         m_player->pause();

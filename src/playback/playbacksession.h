@@ -134,6 +134,8 @@ private:
     [[nodiscard]] bool isCurrent(const MediaPlayer *player) const;
 
     // The seek queue.
+    // Moves the playhead to `seconds`, within the item, and asks the player to follow.
+    void seekTo(double seconds, bool exact);
     void issueSeek(bool exact);
     void runSeekFinished();
     [[nodiscard]] double clampTime(double seconds) const;
@@ -143,6 +145,7 @@ private:
     [[nodiscard]] bool isSandboxed() const;
     void activateAccess(const QUrl &url);
     void stopAccessing();
+    void stopFileAccess();
     void stopFolderAccess();
     bool restoreFolderBookmark(const QUrl &folder);
     void saveFolderBookmark(const QUrl &folder);

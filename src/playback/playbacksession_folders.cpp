@@ -17,11 +17,6 @@ namespace {
 
 const QString kFolderBookmarkPrefix = QStringLiteral("folderBookmark:");
 
-QUrl folderOf(const QUrl &file)
-{
-    return file.adjusted(QUrl::RemoveFilename | QUrl::StripTrailingSlash);
-}
-
 QString bookmarkKey(const QUrl &folder)
 {
     return kFolderBookmarkPrefix + FolderPlaylist::identity(folder);
@@ -33,7 +28,7 @@ void PlaybackSession::openSibling(int direction)
 {
     if (m_url.isEmpty())
         return;
-    const QUrl folder = folderOf(m_url);
+    const QUrl folder = FolderPlaylist::folderOf(m_url);
     auto retry = [this, self = QPointer(this), direction](bool granted) {
         if (granted && self)
             openSibling(direction);
@@ -107,30 +102,31 @@ void PlaybackSession::presentOpenPanel()
 
 void PlaybackSession::activateAccess(const QUrl &url)
 {
-    const QUrl folder = folderOf(url);
+    const QUrl folder = FolderPlaylist::folderOf(url);
     if (!m_accessedFolder) {
         restoreFolderBookmark(folder);
     } else if (FolderPlaylist::identity(*m_accessedFolder) != FolderPlaylist::identity(folder)) {
         stopFolderAccess();
         restoreFolderBookmark(folder);
     }
-    if (m_accessedUrl) {
-        if (m_folderAccess)
-            m_folderAccess->stopAccessing(*m_accessedUrl);
-        m_accessedUrl.reset();
-    }
+    stopFileAccess();
     if (m_folderAccess && m_folderAccess->startAccessing(url))
         m_accessedUrl = url;
 }
 
 void PlaybackSession::stopAccessing()
 {
-    if (m_accessedUrl) {
-        if (m_folderAccess)
-            m_folderAccess->stopAccessing(*m_accessedUrl);
-        m_accessedUrl.reset();
-    }
+    stopFileAccess();
     stopFolderAccess();
+}
+
+void PlaybackSession::stopFileAccess()
+{
+    if (!m_accessedUrl)
+        return;
+    if (m_folderAccess)
+        m_folderAccess->stopAccessing(*m_accessedUrl);
+    m_accessedUrl.reset();
 }
 
 void PlaybackSession::stopFolderAccess()

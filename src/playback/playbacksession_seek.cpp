@@ -36,12 +36,17 @@ double PlaybackSession::frameDuration() const
     return 1.0 / 30.0;
 }
 
-void PlaybackSession::skip(double seconds)
+void PlaybackSession::seekTo(double seconds, bool exact)
 {
-    const double target = clampTime(m_currentTime + seconds);
+    const double target = clampTime(seconds);
     setCurrentTime(target);
     m_pendingScrub = target;
-    issueSeek(true);
+    issueSeek(exact);
+}
+
+void PlaybackSession::skip(double seconds)
+{
+    seekTo(m_currentTime + seconds, true);
 }
 
 void PlaybackSession::beginScrub()
@@ -60,10 +65,7 @@ void PlaybackSession::scrub(double seconds)
     // A value change may arrive before the drag-start event.
     if (!m_isSeeking)
         beginScrub();
-    const double target = clampTime(seconds);
-    setCurrentTime(target);
-    m_pendingScrub = target;
-    issueSeek(false);
+    seekTo(seconds, false);
 }
 
 void PlaybackSession::endScrub()
@@ -87,10 +89,7 @@ void PlaybackSession::stepFrame(int count)
         m_player->pause();
         setPlaying(false);
     }
-    const double target = clampTime(m_currentTime + frameDuration() * count);
-    setCurrentTime(target);
-    m_pendingScrub = target;
-    issueSeek(true);
+    seekTo(m_currentTime + frameDuration() * count, true);
 }
 
 void PlaybackSession::runSeekFinished()
@@ -122,7 +121,7 @@ void PlaybackSession::issueSeek(bool exact)
         QMetaObject::invokeMethod(
             this,
             [this, sentTo, exact] {
-                if (!m_player || m_player.get() != sentTo)
+                if (!isCurrent(sentTo))
                     return; // the file was replaced or closed meanwhile
                 m_seekInFlight = false;
                 if (m_pendingScrub)
