@@ -2,93 +2,16 @@
 // driven and read with QtDBus, and the screensaver inhibition it holds while playing.
 #include "appdriver.h"
 #include "fakescreensaver.h"
+#include "mprisclient.h"
 #include "testsupport.h"
 
-#include <QDBusArgument>
-#include <QDBusConnectionInterface>
-#include <QDBusMessage>
 #include <QDBusObjectPath>
-#include <QDBusVariant>
 #include <QTest>
 
 namespace {
 
-const QString kService = QStringLiteral("org.mpris.MediaPlayer2.lunelo");
-const QString kPath = QStringLiteral("/org/mpris/MediaPlayer2");
-const QString kRoot = QStringLiteral("org.mpris.MediaPlayer2");
-const QString kPlayer = QStringLiteral("org.mpris.MediaPlayer2.Player");
-const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
-constexpr int kWait = 10000; // milliseconds; generous, for a busy machine
-
-// A value off the bus with its structures (variants, a{sv}, o) turned into Qt values.
-QVariant unwrap(const QVariant &value)
-{
-    if (value.canConvert<QDBusVariant>())
-        return unwrap(value.value<QDBusVariant>().variant());
-    if (value.canConvert<QDBusObjectPath>())
-        return value.value<QDBusObjectPath>().path();
-    if (!value.canConvert<QDBusArgument>())
-        return value;
-    QVariantMap map = qdbus_cast<QVariantMap>(value.value<QDBusArgument>());
-    for (QVariant &v : map)
-        v = unwrap(v);
-    return map;
-}
-
-// The application's MPRIS player as a desktop panel uses it; keeps what it announces.
-class MprisClient : public QObject {
-    Q_OBJECT
-public:
-    // Subscribes once the player is on the bus, so that the subscription knows its owner.
-    bool waitForPlayer()
-    {
-        return QTest::qWaitFor(
-                   [&] { return m_bus.interface()->isServiceRegistered(kService).value(); },
-                   kWait) &&
-               m_bus.connect(kService, kPath, kProperties, QStringLiteral("PropertiesChanged"),
-                             this, SLOT(propertiesChanged(QString, QVariantMap, QStringList))) &&
-               m_bus.connect(kService, kPath, kPlayer, QStringLiteral("Seeked"), this,
-                             SLOT(seekedTo(qlonglong)));
-    }
-    QVariantList call(const QString &method, const QVariantList &arguments = {},
-                      const QString &interface = kPlayer)
-    {
-        auto message = QDBusMessage::createMethodCall(kService, kPath, interface, method);
-        message.setArguments(arguments);
-        return m_bus.call(message).arguments();
-    }
-    QVariant get(const QString &name, const QString &interface = kPlayer)
-    {
-        return unwrap(call(QStringLiteral("Get"), {interface, name}, kProperties).value(0));
-    }
-    void set(const QString &name, const QVariant &value)
-    {
-        call(QStringLiteral("Set"), {kPlayer, name, QVariant::fromValue(QDBusVariant(value))},
-             kProperties);
-    }
-    QVariant metadata(const char *key) { return get(QStringLiteral("Metadata")).toMap()[key]; }
-    double seconds() { return get(QStringLiteral("Position")).toLongLong() / 1e6; }
-    // Waits for `name` to be announced with `value`.
-    bool announced(const QString &name, const QVariant &value)
-    {
-        return QTest::qWaitFor([&] { return changes.contains({name, value}); }, kWait);
-    }
-
-    QList<std::pair<QString, QVariant>> changes;
-    QList<qlonglong> seeks;
-
-private slots:
-    void propertiesChanged(const QString &, const QVariantMap &changed, const QStringList &)
-    {
-        const QVariantMap values = unwrap(QVariant::fromValue(changed)).toMap();
-        for (auto it = values.begin(); it != values.end(); ++it)
-            changes.append({it.key(), it.value()});
-    }
-    void seekedTo(qlonglong position) { seeks << position; }
-
-private:
-    QDBusConnection m_bus = QDBusConnection::sessionBus();
-};
+using namespace Mpris;
+constexpr int kWait = MprisClient::kWait;
 
 bool startPlaying(AppDriver &app, MprisClient &mpris)
 {
@@ -200,7 +123,7 @@ private slots:
         QVERIFY(app.waitForTrace(QStringLiteral("playing"), kWait, mark) >= 0);
         QTRY_COMPARE_WITH_TIMEOUT(screensaver.held(), 1, kWait);
         const QString id = QString::number(app.window());
-        AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
+        app.activate();
         AppDriver::xdotool(
             {QStringLiteral("key"), QStringLiteral("--window"), id, QStringLiteral("alt+F4")});
         QCOMPARE(app.waitForExit(), 0);

@@ -73,8 +73,7 @@ private slots:
         AppDriver app;
         QVERIFY(app.start({video(QStringLiteral("v1.mp4"))}));
         QVERIFY(app.waitForTrace(QStringLiteral("playing")) >= 0);
-        AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
-                            QString::number(app.window())});
+        app.activate();
 
         QVERIFY(press(app, QStringLiteral("space"), QStringLiteral("paused")));
         QVERIFY(press(app, QStringLiteral("space"), QStringLiteral("playing")));

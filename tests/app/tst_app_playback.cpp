@@ -112,18 +112,6 @@ private slots:
         QCOMPARE(third.waitForExit(), 0);
         QVERIFY(first.isRunning());
     }
-
-    void closingTheWindowEndsTheProcess()
-    {
-        AppDriver app;
-        QVERIFY(app.start({testMedia(QStringLiteral("clip.mp4"))}));
-        QVERIFY(app.waitForTrace(QStringLiteral("playing")) >= 0);
-        const QString id = QString::number(app.window());
-        AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
-        AppDriver::xdotool(
-            {QStringLiteral("key"), QStringLiteral("--window"), id, QStringLiteral("alt+F4")});
-        QCOMPARE(app.waitForExit(), 0);
-    }
 };
 
 QTEST_MAIN(TestAppPlayback)

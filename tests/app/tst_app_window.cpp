@@ -15,14 +15,6 @@ void key(const QString &keys)
     AppDriver::xdotool({QStringLiteral("key"), keys});
 }
 
-void clickAt(AppDriver &app, QPoint inWindow, int button = 1)
-{
-    const QPoint origin = app.windowGeometry().topLeft();
-    AppDriver::xdotool({QStringLiteral("mousemove"), QString::number(origin.x() + inWindow.x()),
-                        QString::number(origin.y() + inWindow.y()), QStringLiteral("click"),
-                        QString::number(button)});
-}
-
 bool waitForGeometry(AppDriver &app, const std::function<bool(QRect)> &wanted)
 {
     return QTest::qWaitFor([&] { return wanted(app.windowGeometry()); }, 10000);
@@ -45,7 +37,7 @@ private slots:
         saveShot(app.grabWindow(), QStringLiteral("window-introduction"));
         QVERIFY(!app.trace().join('\n').contains(QStringLiteral("url "))); // queued
 
-        clickAt(app, QPoint(230, intro.height() - 37)); // "Pular e só usar o player"
+        app.click(QPoint(230, intro.height() - 37)); // "Pular e só usar o player"
         QVERIFY(app.waitForTrace(QStringLiteral("url ") + testMedia(QStringLiteral("asym.mp4"))) >=
                 0);
         QVERIFY(waitForGeometry(app, [](QRect r) { return r.size() == QSize(980, 640); }));
@@ -60,12 +52,11 @@ private slots:
         QVERIFY(app.start({testMedia(QStringLiteral("long.mp4"))}));
         QVERIFY(app.waitForTrace(QStringLiteral("playing")) >= 0);
         const QRect player = app.windowGeometry();
-        const QString id = QString::number(app.window());
-        AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
+        app.activate();
         AppDriver::xdotool({QStringLiteral("mousemove"), QString::number(player.x() + 400),
                             QString::number(player.bottom() - 30)}); // the chrome shows
         QTest::qWait(400);
-        clickAt(app, QPoint(player.width() - 16 - 20 - 10 - 10, 24)); // the menu
+        app.click(QPoint(player.width() - 16 - 20 - 10 - 10, 24)); // the menu
         QTest::qWait(400);
         for (int i = 0; i < 3; ++i)
             key(QStringLiteral("Down"));
@@ -77,7 +68,7 @@ private slots:
                    config.readAll().contains("onboardingCompleted=false");
         }));
 
-        clickAt(app, QPoint(230, app.windowGeometry().height() - 37)); // "Pular …"
+        app.click(QPoint(230, app.windowGeometry().height() - 37)); // "Pular …"
         QVERIFY(waitForGeometry(app, [&](QRect r) { return r.size() == player.size(); }));
         QTest::qWait(800);
         QVERIFY(!app.trace().join('\n').contains(QStringLiteral("error ")));
@@ -100,7 +91,7 @@ private slots:
         QVERIFY(waitForGeometry(first, [](QRect r) { return r == QRect(100, 80, 700, 500); }));
         QTRY_VERIFY(QFile(first.configFile()).exists());
         QTest::qWait(600); // the frame is saved once it stops moving
-        AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
+        first.activate();
         key(QStringLiteral("ctrl+q"));
         QCOMPARE(first.waitForExit(), 0);
 
@@ -116,8 +107,7 @@ private slots:
         QVERIFY(app.start({testMedia(QStringLiteral("asym.mp4"))}));
         const QRect normal = app.windowGeometry();
         const QSize screen = QGuiApplication::primaryScreen()->size();
-        AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"),
-                            QString::number(app.window())});
+        app.activate();
         key(QStringLiteral("f"));
         QVERIFY(waitForGeometry(app, [&](QRect r) { return r.size() == screen; }));
         key(QStringLiteral("f")); // F only enters
@@ -134,9 +124,8 @@ private slots:
     {
         AppDriver app;
         QVERIFY(app.start({testMedia(QStringLiteral("long.mp4"))}));
-        const QString id = QString::number(app.window());
         app.resizeWindow(800, 600);
-        AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
+        app.activate();
 
         // Ctrl + plus zooms about the pointer: (600, 200) is 200 right of and 100 above the
         // centre, so the offset moves by (−50, 25).
@@ -150,7 +139,7 @@ private slots:
         QVERIFY(app.waitForTrace(QStringLiteral("zoom 1.0000 0.00 0.00"), 10000, mark) >= 0);
 
         // The menu button sits at the top bar's end, before the close button.
-        AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
+        app.activate();
         AppDriver::xdotool({QStringLiteral("mousemove"), QString::number(origin.x() + 400),
                             QString::number(origin.y() + 560)}); // the chrome shows
         const bool chromeShown = QTest::qWaitFor([&] {
@@ -161,7 +150,7 @@ private slots:
         });
         QVERIFY(chromeShown);
         QTest::qWait(300); // the fade
-        clickAt(app, QPoint(800 - 16 - 20 - 10 - 10, 24));
+        app.click(QPoint(800 - 16 - 20 - 10 - 10, 24));
         QTest::qWait(500);
         const QImage menu = app.grabWindow();
         saveShot(menu, QStringLiteral("window-menu"));
@@ -178,7 +167,7 @@ private slots:
 
         // Ctrl + O opens the open panel; keys go to it while it is up.
         mark = app.traceCount();
-        AppDriver::xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), id});
+        app.activate();
         key(QStringLiteral("ctrl+o"));
         const QString panel = AppDriver::xdotool(
             {QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),

@@ -3,11 +3,9 @@
 // again; nothing of them may stay behind: the resident memory grows by less than a fixed bound
 // and no file descriptor is left open.
 #include "appdriver.h"
+#include "mprisclient.h"
 #include "testsupport.h"
 
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
-#include <QDBusMessage>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -45,14 +43,6 @@ int openFiles(qint64 pid)
     return int(QDir(QStringLiteral("/proc/%1/fd").arg(pid)).entryList(QDir::System).size());
 }
 
-bool next()
-{
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(QDBusMessage::createMethodCall(
-        QStringLiteral("org.mpris.MediaPlayer2.lunelo"), QStringLiteral("/org/mpris/MediaPlayer2"),
-        QStringLiteral("org.mpris.MediaPlayer2.Player"), QStringLiteral("Next")));
-    return reply.type() == QDBusMessage::ReplyMessage;
-}
-
 } // namespace
 
 class TestAppSoak : public QObject {
@@ -74,14 +64,8 @@ private slots:
         QVERIFY(app.start({files[0]}));
         const qint64 pid = app.processId();
         QVERIFY(app.waitForTrace(QStringLiteral("first-frame")) >= 0);
-        QVERIFY(QTest::qWaitFor(
-            [] {
-                return QDBusConnection::sessionBus()
-                    .interface()
-                    ->isServiceRegistered(QStringLiteral("org.mpris.MediaPlayer2.lunelo"))
-                    .value();
-            },
-            10000));
+        MprisClient mpris;
+        QVERIFY(mpris.waitForPlayer());
 
         qint64 rssBefore = 0;
         qint64 virtualBefore = 0;
@@ -89,7 +73,7 @@ private slots:
         int threadsBefore = 0;
         for (int i = 1; i <= kFiles; ++i) {
             const int mark = app.traceCount();
-            QVERIFY(next());
+            QVERIFY(mpris.command(QStringLiteral("Next")));
             // The next file opened and drew its first picture (the last wraps to the first).
             const QString url = QStringLiteral("url ") + files[i % kFiles];
             const int opened = app.waitForTrace(url, 10000, mark);

@@ -87,18 +87,6 @@ QByteArray patchBox(QByteArray data, const char *box, std::initializer_list<int>
     return data;
 }
 
-// The same Matroska file with its duration (an 8-byte float after the element 0x4489) set.
-QByteArray patchMatroskaDuration(QByteArray data, double seconds)
-{
-    const qsizetype at = data.indexOf(QByteArrayLiteral("\x44\x89\x88"));
-    if (at < 0)
-        return {};
-    quint64 bits;
-    std::memcpy(&bits, &seconds, sizeof bits);
-    qToBigEndian(bits, data.data() + at + 3);
-    return data;
-}
-
 // `count` bytes inverted at places drawn from `seed` within [from, to).
 QByteArray flipBytes(QByteArray data, quint32 seed, int count, qsizetype from, qsizetype to)
 {

@@ -177,6 +177,20 @@ void AppDriver::resizeWindow(int width, int height)
     (void)QTest::qWaitFor([&] { return windowGeometry().size() == QSize(width, height); }, 5000);
 }
 
+void AppDriver::activate()
+{
+    xdotool(
+        {QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(window())});
+}
+
+void AppDriver::click(QPoint inWindow, int button)
+{
+    const QPoint origin = windowGeometry().topLeft();
+    xdotool({QStringLiteral("mousemove"), QString::number(origin.x() + inWindow.x()),
+             QString::number(origin.y() + inWindow.y()), QStringLiteral("click"),
+             QString::number(button)});
+}
+
 QImage AppDriver::grabWindow()
 {
     const QRect r = windowGeometry();

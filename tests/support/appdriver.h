@@ -46,6 +46,10 @@ public:
     WId window(int timeoutMs = 10000);
     [[nodiscard]] QRect windowGeometry();
     void resizeWindow(int width, int height);
+    // Raises the player window and gives it the keyboard.
+    void activate();
+    // Moves the pointer to `inWindow`, in the window's coordinates, and clicks `button` there.
+    void click(QPoint inWindow, int button = 1);
     // The window's content as the screen shows it.
     [[nodiscard]] QImage grabWindow();
 

@@ -6,6 +6,9 @@
 #include <QFile>
 #include <QImage>
 #include <QString>
+#include <QtEndian>
+
+#include <cstring>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -54,6 +57,20 @@ inline bool writeRaw(const QByteArray &path, const QByteArray &content)
     const bool ok = ::write(fd, content.constData(), size_t(content.size())) == content.size();
     ::close(fd);
     return ok;
+}
+
+// The same Matroska file with its duration element (an 8-byte float after the ID 0x4489, in the
+// file's time scale: milliseconds for the generated clips) set to `value`; empty when the file
+// has no such element.
+inline QByteArray patchMatroskaDuration(QByteArray data, double value)
+{
+    const qsizetype at = data.indexOf(QByteArrayLiteral("\x44\x89\x88"));
+    if (at < 0)
+        return {};
+    quint64 bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    qToBigEndian(bits, data.data() + at + 3);
+    return data;
 }
 
 // Keeps a screenshot for a person to look at when LUNELO_TEST_SHOTS names a folder.
