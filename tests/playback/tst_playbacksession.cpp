@@ -2,6 +2,7 @@
 #include "fakeengine.h"
 #include "memorypreferences.h"
 #include "playbacksession.h"
+#include "sessionfixture.h"
 #include "testsupport.h"
 
 #include <QSignalSpy>
@@ -11,21 +12,7 @@
 
 namespace {
 
-struct Fixture {
-    FakeEngine engine;
-    MemoryPreferences preferences;
-    PlaybackSession session{PlaybackSession::Services{engine, preferences}};
-
-    // Opens `name` and brings it to ready with `duration` seconds.
-    FakePlayer *openReady(const QString &name = QStringLiteral("/v/a.mp4"), double duration = 60)
-    {
-        session.open(QUrl::fromLocalFile(name));
-        FakePlayer *player = engine.last();
-        player->becomeReady(duration, QSizeF(1920, 1080));
-        settle();
-        return player;
-    }
-};
+using Fixture = SessionFixture;
 
 using Notify = void (PlaybackSession::*)();
 const std::pair<const char *, Notify> kNotifications[] = {

@@ -3,6 +3,7 @@
 #include "memorypreferences.h"
 #include "playbacksession.h"
 #include "preferences.h"
+#include "sessionfixture.h"
 #include "testsupport.h"
 
 #include <QCoreApplication>
@@ -13,20 +14,7 @@
 
 namespace {
 
-struct Fixture {
-    FakeEngine engine;
-    MemoryPreferences preferences;
-    PlaybackSession session{PlaybackSession::Services{engine, preferences}};
-
-    FakePlayer *openReady()
-    {
-        session.open(QUrl::fromLocalFile(QStringLiteral("/v/a.mp4")));
-        FakePlayer *player = engine.last();
-        player->becomeReady(60, QSizeF(1920, 1080));
-        settle();
-        return player;
-    }
-};
+using Fixture = SessionFixture;
 
 } // namespace
 

@@ -3,6 +3,7 @@
 #include "fakeengine.h"
 #include "memorypreferences.h"
 #include "playbacksession.h"
+#include "sessionfixture.h"
 #include "testsupport.h"
 
 #include <QTest>
@@ -20,20 +21,13 @@ double onTimeScale(double seconds)
     return std::round(seconds * 600) / 600;
 }
 
-struct Fixture {
-    FakeEngine engine;
-    MemoryPreferences preferences;
-    PlaybackSession session{PlaybackSession::Services{engine, preferences}};
-
+struct Fixture : SessionFixture {
     // Opens `name`, brings it to ready with `duration` seconds (it plays) and puts the playhead
     // at `position`.
     FakePlayer *openReady(double duration = 60, double position = 0,
                           const QString &name = QStringLiteral("/v/a.mp4"))
     {
-        session.open(QUrl::fromLocalFile(name));
-        FakePlayer *player = engine.last();
-        player->becomeReady(duration, QSizeF(1920, 1080));
-        settle();
+        FakePlayer *player = SessionFixture::openReady(name, duration);
         player->emitTick(position);
         settle();
         return player;
