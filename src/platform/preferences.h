@@ -6,8 +6,10 @@
 #include <memory>
 #include <optional>
 
-// The user's preferences store: a handful of named values that outlive the process. GUI thread
-// only. Writes are synchronous and atomic: a crash never leaves a half-written store behind.
+// The user's preferences store: a handful of named values that outlive the process. Any thread.
+// Reads answer from memory and never block. A write is read back at once and reaches the disk
+// soon after, without the caller waiting for it (a stalled disk holds up no one); writes reach
+// it in order and atomically: a crash never leaves a half-written store behind.
 class Preferences {
 public:
     virtual ~Preferences() = default;

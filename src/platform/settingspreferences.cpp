@@ -2,13 +2,86 @@
 
 #include <QDateTime>
 #include <QFile>
+#include <QHash>
 #include <QSettings>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 
 namespace {
 
+// How long the end of the process waits for the last writes to reach a slow disk.
+constexpr auto kExitWait = std::chrono::seconds(5);
+
+// Writes values to the file on a thread of its own, so that a slow or stalled disk (a home
+// folder on a network share) never holds up the caller. Values are written in the order they
+// were set, the newest of each key winning when several wait; every write goes through a
+// temporary file renamed over the old one, so the file is always whole.
+class Writer {
+public:
+    explicit Writer(QString fileName)
+        : m_state(std::make_shared<State>())
+    {
+        m_thread = std::thread([state = m_state, fileName = std::move(fileName)] {
+            QSettings settings(fileName, QSettings::IniFormat);
+            settings.setAtomicSyncRequired(true);
+            std::unique_lock lock(state->mutex);
+            for (;;) {
+                state->wake.wait(lock,
+                                 [&] { return !state->pending.isEmpty() || state->stopping; });
+                if (state->pending.isEmpty())
+                    break;
+                const QList<std::pair<QString, QVariant>> batch = std::exchange(state->pending, {});
+                lock.unlock();
+                for (const auto &[key, value] : batch)
+                    settings.setValue(key, value);
+                settings.sync();
+                lock.lock();
+            }
+            state->finished = true;
+            state->wake.notify_all();
+        });
+    }
+
+    ~Writer()
+    {
+        std::unique_lock lock(m_state->mutex);
+        m_state->stopping = true;
+        m_state->wake.notify_all();
+        // A disk that does not answer keeps its last writes; the process ends without them.
+        if (m_state->wake.wait_for(lock, kExitWait, [&] { return m_state->finished; })) {
+            lock.unlock();
+            m_thread.join();
+        } else {
+            m_thread.detach();
+        }
+    }
+
+    void write(const QString &key, const QVariant &value)
+    {
+        std::lock_guard lock(m_state->mutex);
+        m_state->pending.append({key, value});
+        m_state->wake.notify_all();
+    }
+
+private:
+    struct State {
+        std::mutex mutex;
+        std::condition_variable wake;
+        QList<std::pair<QString, QVariant>> pending;
+        bool stopping = false;
+        bool finished = false;
+    };
+
+    std::shared_ptr<State> m_state;
+    std::thread m_thread;
+};
+
 // QSettings in the native format: the organisation and application names set at start-up
-// decide the file. Every write is synced at once, so a value is on disk when the call returns,
-// and goes through a temporary file renamed over the old one, so the file is always whole.
+// decide the file. The file is read once, at construction; from then on values are answered
+// from memory and every write goes to the file through the writer, soon after the call.
 //
 // A damaged file (garbage, a cut-off write, values of the wrong type) is read for what it holds:
 // a value that cannot be read as its type reads as absent, so its default applies. QSettings
@@ -18,14 +91,13 @@ namespace {
 class SettingsPreferences final : public Preferences {
 public:
     SettingsPreferences()
+        : m_writer(load())
     {
-        m_settings.setAtomicSyncRequired(true);
-        keepDamagedFile();
     }
 
     [[nodiscard]] bool boolValue(const QString &key) const override
     {
-        const QVariant v = m_settings.value(key);
+        const QVariant v = value(key);
         // INI files store booleans as text; anything but a clear true or false is absent.
         if (v.typeId() == QMetaType::Bool)
             return v.toBool();
@@ -36,7 +108,7 @@ public:
 
     [[nodiscard]] std::optional<QString> stringValue(const QString &key) const override
     {
-        const QVariant v = m_settings.value(key);
+        const QVariant v = value(key);
         if (!v.isValid() || v.typeId() != QMetaType::QString)
             return std::nullopt;
         return v.toString();
@@ -45,7 +117,7 @@ public:
 
     [[nodiscard]] std::optional<QByteArray> dataValue(const QString &key) const override
     {
-        const QVariant v = m_settings.value(key);
+        const QVariant v = value(key);
         if (v.typeId() != QMetaType::QByteArray)
             return std::nullopt;
         return v.toByteArray();
@@ -53,26 +125,41 @@ public:
     void setData(const QString &key, const QByteArray &value) override { write(key, value); }
 
 private:
-    void keepDamagedFile()
+    // Reads the whole file into memory; the file's name.
+    QString load()
     {
+        QSettings settings;
         // Sections are parsed as they are first read: read them all, so the status is the
         // whole file's.
-        (void)m_settings.allKeys();
-        if (m_settings.status() != QSettings::FormatError)
-            return;
-        const QString file = m_settings.fileName();
-        const QString stamp =
-            QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'"));
-        QFile::copy(file, file + QStringLiteral(".damaged-") + stamp);
+        for (const QString &key : settings.allKeys())
+            m_values.insert(key, settings.value(key));
+        if (settings.status() == QSettings::FormatError) {
+            const QString stamp =
+                QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'"));
+            QFile::copy(settings.fileName(),
+                        settings.fileName() + QStringLiteral(".damaged-") + stamp);
+        }
+        return settings.fileName();
+    }
+
+    QVariant value(const QString &key) const
+    {
+        std::lock_guard lock(m_mutex);
+        return m_values.value(key);
     }
 
     void write(const QString &key, const QVariant &value)
     {
-        m_settings.setValue(key, value);
-        m_settings.sync();
+        {
+            std::lock_guard lock(m_mutex);
+            m_values.insert(key, value);
+        }
+        m_writer.write(key, value);
     }
 
-    mutable QSettings m_settings;
+    mutable std::mutex m_mutex;
+    QHash<QString, QVariant> m_values;
+    Writer m_writer;
 };
 
 } // namespace

@@ -72,13 +72,12 @@ private slots:
         const QString frame = QStringLiteral("{{100, 80}, {700, 500}}");
         QTest::newRow("intact") << good << true << frame << false;
         QTest::newRow("zero bytes") << QByteArray("") << false << QString() << false;
-        QTest::newRow("binary garbage")
-            << QByteArrayLiteral("\x00\x01\x02\xff\xfe\x7f garbage\x00") << false << QString()
-            << true;
+        QTest::newRow("binary garbage") << QByteArrayLiteral("\x00\x01\x02\xff\xfe\x7f garbage\x00")
+                                        << false << QString() << true;
         QTest::newRow("cut off in a value")
             << good.left(good.indexOf("{700")) << true << QStringLiteral("{{100, 80}, ") << false;
-        QTest::newRow("cut off in a key") << good.left(good.indexOf("layerIs")) << true << QString()
-                                          << true;
+        QTest::newRow("cut off in a key")
+            << good.left(good.indexOf("layerIs")) << true << QString() << true;
         QTest::newRow("cut off in the section name")
             << QByteArray("[Gene") << false << QString() << true;
         QTest::newRow("section never closed")
@@ -92,8 +91,8 @@ private slots:
                           "playerWindowFrame=@Variant(\\xff\\xff\\xff\\xff)\n")
             << false << QString() << false;
         QTest::newRow("empty keys and lone equals")
-            << QByteArray("[General]\n=true\n==\nonboardingCompleted==true\n") << false
-            << QString() << false;
+            << QByteArray("[General]\n=true\n==\nonboardingCompleted==true\n") << false << QString()
+            << false;
     }
 
     void damagedFileReadsWhatItHoldsAndIsRepairedByTheNextWrite()
@@ -116,11 +115,13 @@ private slots:
                 QCOMPARE(copy.readAll(), content);
             }
 
-            // The next write replaces the file whole: a new file renamed over the old one. Checked
-            // after one write only: a second write may get the inode the first one freed.
+            // The next write replaces the file whole, soon after the call: a new file renamed
+            // over the old one. Checked after one write only: a second write may get the inode
+            // the first one freed.
             const ino_t before = inode(file());
             preferences->setBool(kMuted, true);
-            QVERIFY(inode(file()) != before);
+            QVERIFY(preferences->boolValue(kMuted));
+            QTRY_VERIFY(inode(file()) != before);
             preferences->setData(kBookmark, QByteArrayLiteral("/home/x/filmes\0\xff"));
         }
 
