@@ -30,7 +30,7 @@ struct MediaError {
         NoPermissionToRead, // the process may not read the file (EACCES, EPERM)
         UnrecognizedFormat,
         NothingToPlay,     // a container without any video or audio we can decode
-        UnsupportedSource, // a playlist, a manifest or a protocol other than a plain file
+        UnsupportedSource, // a playlist, a manifest, a pipe, a socket, a device: not a plain file
     };
     Code code = Code::Unknown;
     QString description;

@@ -1,5 +1,6 @@
 #include "mpvengine.h"
 
+#include "diskjobs.h"
 #include "trace.h"
 
 #include <QFileInfo>
@@ -14,11 +15,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <condition_variable>
 #include <fcntl.h>
 #include <mutex>
 #include <optional>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -30,7 +33,9 @@ namespace {
 // Destroys mpv cores off the GUI thread: mpv_terminate_destroy() waits for the core to wind
 // down its threads and outputs. Each core goes on a thread of its own, so one that is slow to
 // stop holds up no other; a finished thread is joined at the next destruction (its stack stays
-// mapped until then), the rest when the process exits.
+// mapped until then), the rest when the process exits. A core whose thread is stuck in the file
+// system (a share that stopped answering) may never stop: the exit waits a moment, then leaves
+// it behind.
 class Reaper {
 public:
     static Reaper &instance()
@@ -58,8 +63,15 @@ public:
             std::lock_guard lock(m_mutex);
             threads.swap(m_threads);
         }
-        for (auto &t : threads)
-            t.thread.join();
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+        for (auto &t : threads) {
+            while (!*t.done && std::chrono::steady_clock::now() < deadline)
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            if (*t.done)
+                t.thread.join();
+            else
+                t.thread.detach();
+        }
     }
 
 private:
@@ -148,10 +160,6 @@ private:
 // One mpv core, shared by its player (GUI thread) and its renderer (render thread); the core is
 // destroyed when both let go, so the render context is always freed before its core.
 struct MpvCore {
-    explicit MpvCore(QString file)
-        : path(std::move(file))
-    {
-    }
     mpv_handle *handle = nullptr;
     // The file to play; empty for a location that is not a file.
     const QString path;
@@ -162,11 +170,24 @@ struct MpvCore {
             Reaper::instance().destroy(handle);
     }
 
-    // Asks the core to load the file, unless that was done already. Any thread: the renderer
-    // does it the moment it can draw, not to wait for the GUI thread to hear of it.
-    void load()
+    // The file is loaded once it was found to be one the core can read without hanging, and,
+    // for a player that draws, once its renderer exists. Each says so here, from any thread
+    // (the renderer the moment it can draw, not to wait for the GUI thread to hear of it); the
+    // last of the two loads the file.
+    void fileChecked() { proceed(m_isFileChecked); }
+    void outputReady() { proceed(m_hasOutput); }
+    explicit MpvCore(QString file, bool drawsVideo)
+        : path(std::move(file))
+        , m_hasOutput(!drawsVideo)
     {
-        if (!handle || path.isEmpty() || m_loadSent.exchange(true))
+    }
+
+private:
+    void proceed(std::atomic_bool &condition)
+    {
+        condition = true;
+        if (!handle || path.isEmpty() || !m_isFileChecked || !m_hasOutput ||
+            m_loadSent.exchange(true))
             return;
         const QByteArray file = QFile::encodeName(path);
         const char *cmd[] = {"loadfile", file.constData(), "replace", nullptr};
@@ -174,7 +195,8 @@ struct MpvCore {
         Trace::event("load", path);
     }
 
-private:
+    std::atomic_bool m_isFileChecked = false;
+    std::atomic_bool m_hasOutput = false;
     std::atomic_bool m_loadSent = false;
 };
 
@@ -346,8 +368,23 @@ bool looksLikePlaylist(const QString &path)
     return false;
 }
 
+const QString kSpecialFileMessage =
+    QStringLiteral("Este é um arquivo especial do sistema (pipe, soquete ou dispositivo), não um "
+                   "vídeo.");
+
+// Whether the file at `path` is a pipe, a socket or a device (links followed): the core would
+// wait for a pipe's writer for good, or read a device without end. Blocks on the file system.
+bool isSpecialFile(const QString &path)
+{
+    struct stat info {};
+    return ::stat(QFile::encodeName(path).constData(), &info) == 0 &&
+           (S_ISFIFO(info.st_mode) || S_ISSOCK(info.st_mode) || S_ISCHR(info.st_mode) ||
+            S_ISBLK(info.st_mode));
+}
+
 // The error the user sees for a file that did not load. The file itself is asked first: a
-// vanished or unreadable file says so, whatever the demuxer made of it.
+// vanished or unreadable file says so, whatever the demuxer made of it. Blocks on the file
+// system.
 MediaError describeFailure(const QString &path, int mpvError)
 {
     using Code = MediaError::Code;
@@ -356,7 +393,7 @@ MediaError describeFailure(const QString &path, int mpvError)
                 QStringLiteral("Este endereço não é um arquivo de vídeo.")};
     // Permission first: a file in a folder the process may not enter does not seem to exist.
     const QByteArray native = QFile::encodeName(path);
-    const int fd = ::open(native.constData(), O_RDONLY | O_CLOEXEC);
+    const int fd = ::open(native.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd < 0 && (errno == EACCES || errno == EPERM))
         return {Code::NoPermissionToRead, QStringLiteral("Sem permissão para ler este vídeo.")};
     if (fd >= 0)
@@ -488,7 +525,7 @@ private:
                 this);
         }
         // Without a renderer the file still loads, and plays its sound.
-        m_core->load();
+        m_core->outputReady();
         const char *cmd[] = {"script-message", kVideoOutputMessage, nullptr};
         mpv_command_async(m_core->handle, 0, cmd);
     }
@@ -505,11 +542,13 @@ private:
 class MpvPlayer final : public MediaPlayer {
 public:
     MpvPlayer(const QUrl &url, const MpvEngine::Options &options,
-              const MpvEngine::MpvOptions &extraOptions)
+              const MpvEngine::MpvOptions &extraOptions, std::shared_ptr<DiskJobs> diskJobs)
         : m_url(url)
         , m_drawsVideo(options.drawsVideo)
         , m_x11Display(options.drawsVideo ? x11Display() : nullptr)
-        , m_core(std::make_shared<MpvCore>(url.isLocalFile() ? url.toLocalFile() : QString()))
+        , m_core(std::make_shared<MpvCore>(url.isLocalFile() ? url.toLocalFile() : QString(),
+                                           options.drawsVideo))
+        , m_diskJobs(std::move(diskJobs))
     {
         mpv_handle *h = mpv_create();
         m_core->handle = h;
@@ -538,10 +577,23 @@ public:
             for (const auto &p : kTracedOnly)
                 mpv_observe_property(h, uint64_t(p.id), p.name, p.format);
         }
-        if (m_core->path.isEmpty())
+        if (m_core->path.isEmpty()) {
             failLater(MPV_ERROR_LOADING_FAILED);
-        else if (!m_drawsVideo)
-            m_core->load();
+            return;
+        }
+        // Away from the GUI thread, which a stalled disk must never hold up.
+        m_diskJobs->run(
+            this,
+            [core = m_core] {
+                const bool special = isSpecialFile(core->path);
+                if (!special)
+                    core->fileChecked();
+                return special;
+            },
+            [this](bool special) {
+                if (special)
+                    failWith({MediaError::Code::UnsupportedSource, kSpecialFileMessage});
+            });
     }
 
     ~MpvPlayer() override
@@ -1054,8 +1106,12 @@ private:
 
     void fail(int mpvError)
     {
-        if (m_status != Status::Failed) // describing the failure may look at the file
-            failWith(describeFailure(m_core->path, mpvError));
+        if (m_status == Status::Failed)
+            return;
+        // Describing the failure looks at the file, away from the GUI thread.
+        m_diskJobs->run(
+            this, [path = m_core->path, mpvError] { return describeFailure(path, mpvError); },
+            [this](MediaError error) { failWith(std::move(error)); });
     }
 
     void failRedirect()
@@ -1101,6 +1157,7 @@ private:
     const bool m_drawsVideo;
     void *const m_x11Display;
     std::shared_ptr<MpvCore> m_core;
+    const std::shared_ptr<DiskJobs> m_diskJobs;
     std::atomic_bool m_wakeupPosted = false;
 
     Status m_status = Status::Unknown;
@@ -1139,13 +1196,14 @@ private:
 
 } // namespace
 
-MpvEngine::MpvEngine(Options options, MpvOptions extraOptions)
+MpvEngine::MpvEngine(Options options, MpvOptions extraOptions, std::shared_ptr<DiskJobs> diskJobs)
     : m_options(std::move(options))
     , m_extraOptions(std::move(extraOptions))
+    , m_diskJobs(diskJobs ? std::move(diskJobs) : createDiskJobs())
 {
 }
 
 std::unique_ptr<MediaPlayer> MpvEngine::createPlayer(const QUrl &url)
 {
-    return std::make_unique<MpvPlayer>(url, m_options, m_extraOptions);
+    return std::make_unique<MpvPlayer>(url, m_options, m_extraOptions, m_diskJobs);
 }

@@ -2,12 +2,18 @@
 
 #include "mediaengine.h"
 
+#include <memory>
 #include <utility>
 #include <vector>
 
 // MediaEngine on libmpv. Each player owns its own mpv core, so that the events of one file can
 // never be mistaken for those of the next; a core is cheap to create (a few milliseconds) and is
 // destroyed on a background thread, because mpv_terminate_destroy() waits for the core to stop.
+// Nothing here waits on a core from the GUI thread: a core stuck in the file system (a share that
+// stopped answering) holds up its own threads only, never the window or the next file. Pipes,
+// sockets and devices named like videos never reach a core: they fail with a message.
+class DiskJobs;
+
 class MpvEngine final : public MediaEngine {
 public:
     struct Options {
@@ -22,11 +28,15 @@ public:
     // tools (for example "ao-pcm-file", to record the sound).
     using MpvOptions = std::vector<std::pair<QByteArray, QByteArray>>;
 
-    explicit MpvEngine(Options options, MpvOptions extraOptions = {});
+    // `diskJobs`: where the players look at their files (before loading one, and to describe a
+    // failure), away from the GUI thread; the engine makes its own when none is given.
+    explicit MpvEngine(Options options, MpvOptions extraOptions = {},
+                       std::shared_ptr<DiskJobs> diskJobs = {});
 
     std::unique_ptr<MediaPlayer> createPlayer(const QUrl &url) override;
 
 private:
     Options m_options;
     MpvOptions m_extraOptions;
+    std::shared_ptr<DiskJobs> m_diskJobs;
 };
