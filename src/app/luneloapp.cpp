@@ -3,6 +3,7 @@
 #include "appdelegate.h"
 #include "commands.h"
 #include "defaultapps.h"
+#include "diskjobs.h"
 #include "filepanels.h"
 #include "folderaccess.h"
 #include "keyrouter.h"
@@ -74,11 +75,13 @@ struct LuneloApp::Parts {
     std::unique_ptr<Preferences> preferences = createStandardPreferences();
     std::unique_ptr<FolderAccess> folderAccess = createFolderAccess();
     std::unique_ptr<FilePanels> panels = createFilePanels();
-    MpvEngine engine{MpvEngine::Options{.drawsVideo = true, .audioOutput = {}}};
+    // After the services its jobs use, so that it ends before them.
+    std::shared_ptr<DiskJobs> diskJobs = createDiskJobs();
+    MpvEngine engine{MpvEngine::Options{.drawsVideo = true, .audioOutput = {}}, {}, diskJobs};
     Commands commands;
-    AppDelegate delegate{
-        PlaybackSession::Services{engine, *preferences, folderAccess.get(), panels.get()}, commands,
-        DefaultApps::create()};
+    AppDelegate delegate{PlaybackSession::Services{engine, *preferences, folderAccess.get(),
+                                                   panels.get(), diskJobs.get()},
+                         commands, DefaultApps::create()};
     KeyRouter keys{delegate.session(), delegate.onboarding(), delegate.presentation(), commands};
     std::unique_ptr<ScreenSaver> screenSaver = ScreenSaver::create();
     MprisService mpris{delegate.session(), delegate};

@@ -7,8 +7,9 @@
 #include <optional>
 
 // Access to files and folders the user handed over, where the platform confines the process to
-// them (a sandbox), and bookmarks that carry a granted folder across launches. GUI thread only;
-// nothing here blocks for long (one file-system lookup at most).
+// them (a sandbox), and bookmarks that carry a granted folder across launches. Any thread.
+// startAccessing() and resolveBookmark() may look at the file system (one lookup), which can
+// block on a stalled share: the session calls them away from the GUI thread.
 class FolderAccess {
 public:
     // A bookmark turned back into a location.

@@ -1,5 +1,6 @@
 #include "playbacksession.h"
 
+#include "diskjobs.h"
 #include "folderplaylist.h"
 #include "preferences.h"
 
@@ -32,6 +33,7 @@ PlaybackSession::PlaybackSession(Services services, QObject *parent)
     , m_preferences(services.preferences)
     , m_folderAccess(services.folderAccess)
     , m_panels(services.panels)
+    , m_diskJobs(services.diskJobs ? *services.diskJobs : inlineDiskJobs())
     , m_isMuted(services.preferences.boolValue(kPlayerIsMutedKey))
 {
 }
@@ -59,8 +61,11 @@ QString PlaybackSession::titleFor(const QUrl &url)
 
 void PlaybackSession::open(const QUrl &url)
 {
+    const quint64 generation = ++m_generation;
+    // A step still on the disk was for the file the user is leaving.
+    m_isStepping = false;
+    m_pendingSteps = 0;
     tearDownPlayer();
-    activateAccess(url);
 
     setErrorMessage({});
     setReady(false);
@@ -71,6 +76,28 @@ void PlaybackSession::open(const QUrl &url)
     setUrl(url);
     setTitle(titleFor(url));
 
+    // Access to the file and its folder takes file-system lookups (identities, bookmarks): the
+    // player starts once the disk has answered, unless another file was opened meanwhile.
+    m_isOpening = true;
+    m_diskJobs.run(
+        this,
+        [url, held = m_accessedFolder, access = m_folderAccess, &preferences = m_preferences] {
+            return planAccess(url, held, access, preferences);
+        },
+        [this, generation, url](const AccessPlan &plan) {
+            if (generation != m_generation) {
+                releaseAccess(plan);
+                return;
+            }
+            m_isOpening = false;
+            activateAccess(plan);
+            startPlayer(url);
+            resumeSteps();
+        });
+}
+
+void PlaybackSession::startPlayer(const QUrl &url)
+{
     // The engine's player pauses itself at the end of the item and does not advance.
     std::unique_ptr<MediaPlayer> player = m_engine.createPlayer(url);
     player->setVolume(m_volume);
@@ -85,6 +112,10 @@ void PlaybackSession::open(const QUrl &url)
 
 void PlaybackSession::closeFile()
 {
+    ++m_generation;
+    m_isOpening = false;
+    m_isStepping = false;
+    m_pendingSteps = 0;
     tearDownPlayer();
     stopAccessing();
     setUrl({});

@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 
+class DiskJobs;
 class Preferences;
 class FolderAccess;
 class FilePanels;
@@ -45,12 +46,14 @@ class PlaybackSession : public QObject {
 public:
     // Services the session uses besides the engine; all optional except the engine and the
     // preferences. Without folder access nothing is sandboxed and every grant is refused; without
-    // panels no panel opens.
+    // panels no panel opens; without disk jobs the file-system work runs at once, on the GUI
+    // thread (for tests and tools that need nothing else to go on meanwhile).
     struct Services {
         MediaEngine &engine;
         Preferences &preferences;
         FolderAccess *folderAccess = nullptr;
         FilePanels *panels = nullptr;
+        DiskJobs *diskJobs = nullptr;
     };
 
     explicit PlaybackSession(Services services, QObject *parent = nullptr);
@@ -100,6 +103,8 @@ public:
 
     // The video `direction` places after (positive) or before (negative) the open file in its
     // folder, wrapping around at both ends; asks for the folder first where access is missing.
+    // The folder is read away from the GUI thread; steps asked for before the disk answered add
+    // up to one step, from the same file, once it has.
     Q_INVOKABLE void openSibling(int direction);
     // Asks for a video file in the modal open panel and opens it; nothing on cancel.
     Q_INVOKABLE void presentOpenPanel();
@@ -141,18 +146,42 @@ private:
     [[nodiscard]] double clampTime(double seconds) const;
     [[nodiscard]] double frameDuration() const;
 
+    // Opening, in two halves: the file system's answers about access come in between.
+    void startPlayer(const QUrl &url);
+
+    // Sibling steps.
+    struct Sibling;
+    [[nodiscard]] static Sibling findSibling(const QUrl &file, int direction);
+    void siblingFound(const Sibling &found, int direction);
+    void resumeSteps();
+    [[nodiscard]] static bool canReadMedia(const QUrl &url);
+
     // Folder access.
+    // What opening a file finds out on the disk about access to it and its folder. Accesses it
+    // started are held here until the session takes them over, or lets them go.
+    struct AccessPlan {
+        QUrl file;
+        bool keepsFolder = false;           // the folder held is the file's
+        std::optional<QUrl> restoredFolder; // a folder a remembered grant gave access to again
+        std::optional<QString> freshKey;    // where a stale grant's fresh bookmark goes
+        std::optional<QByteArray> freshBookmark;
+        bool isFileAccessed = false;
+    };
+    struct Grant;
     [[nodiscard]] bool isSandboxed() const;
-    void activateAccess(const QUrl &url);
+    [[nodiscard]] static AccessPlan planAccess(const QUrl &file,
+                                               const std::optional<QUrl> &heldFolder,
+                                               FolderAccess *access,
+                                               const Preferences &preferences);
+    void activateAccess(const AccessPlan &plan);
+    void releaseAccess(const AccessPlan &plan);
     void stopAccessing();
     void stopFileAccess();
     void stopFolderAccess();
-    bool restoreFolderBookmark(const QUrl &folder);
-    void saveFolderBookmark(const QUrl &folder);
     void requestFolderAccess(const QUrl &folder, std::function<void(bool)> done);
     void presentFolderAccessPanel(const QUrl &folder, std::function<void(bool)> done);
+    void grantFolder(const Grant &grant, const std::function<void(bool)> &done);
     [[nodiscard]] static bool isPermissionError(const std::optional<MediaError> &error);
-    [[nodiscard]] bool canReadMedia(const QUrl &url) const;
 
     // Published-state setters: each compares, then emits once.
     void setPlayer(std::unique_ptr<MediaPlayer> player);
@@ -172,6 +201,16 @@ private:
     Preferences &m_preferences;
     FolderAccess *m_folderAccess = nullptr;
     FilePanels *m_panels = nullptr;
+    DiskJobs &m_diskJobs;
+
+    // Work on the disk for the open file. Every open and close starts a new generation: answers
+    // for an earlier one are dropped, for the user has left that file. While the file's access
+    // is being settled, or a step's folder is being read, further steps are summed up in
+    // `m_pendingSteps`, the newest intent, and run as one once the disk has answered.
+    quint64 m_generation = 0;
+    bool m_isOpening = false;
+    bool m_isStepping = false;
+    int m_pendingSteps = 0;
 
     std::unique_ptr<MediaPlayer> m_player;
     QUrl m_url;

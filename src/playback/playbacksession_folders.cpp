@@ -3,15 +3,19 @@
 // asked for once in a folder panel and remembered as a bookmark under the folder's identity.
 #include "playbacksession.h"
 
+#include "diskjobs.h"
 #include "filepanels.h"
 #include "folderaccess.h"
 #include "folderplaylist.h"
 #include "preferences.h"
 
 #include <QFile>
-#include <QFileInfo>
 #include <QPointer>
 #include <QTimer>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -24,60 +28,130 @@ QString bookmarkKey(const QUrl &folder)
 
 } // namespace
 
+// What a step found on the disk.
+struct PlaybackSession::Sibling {
+    enum class Outcome {
+        Unlistable, // the folder could not be read
+        None,       // fewer than two videos, or the open file is not among them
+        Found,
+    };
+    Outcome outcome = Outcome::None;
+    QUrl target;
+    bool isReadable = false;
+};
+
 void PlaybackSession::openSibling(int direction)
 {
     if (m_url.isEmpty())
         return;
+    if (m_isOpening || m_isStepping) {
+        // The disk has not answered yet: a held arrow adds up to one step, never a train of
+        // opens, and never opens a file the user has already moved past.
+        m_pendingSteps += direction;
+        return;
+    }
     const QUrl folder = FolderPlaylist::folderOf(m_url);
-    auto retry = [this, self = QPointer(this), direction](bool granted) {
-        if (granted && self)
-            openSibling(direction);
-    };
     if (isSandboxed() && !m_accessedFolder) {
-        requestFolderAccess(folder, retry);
+        requestFolderAccess(folder, [this, self = QPointer(this), direction](bool granted) {
+            if (granted && self)
+                openSibling(direction);
+        });
         return;
     }
+    m_isStepping = true;
+    const quint64 generation = m_generation;
+    m_diskJobs.run(
+        this, [file = m_url, direction] { return findSibling(file, direction); },
+        [this, generation, direction](const Sibling &found) {
+            if (generation != m_generation)
+                return; // another file was opened, or this one closed, meanwhile
+            m_isStepping = false;
+            siblingFound(found, direction);
+        });
+}
+
+PlaybackSession::Sibling PlaybackSession::findSibling(const QUrl &file, int direction)
+{
+    const QUrl folder = FolderPlaylist::folderOf(file);
     const std::optional<FolderPlaylist::Listing> listing = FolderPlaylist::list(folder);
-    if (!listing) {
-        requestFolderAccess(folder, retry);
-        return;
-    }
+    if (!listing)
+        return {Sibling::Outcome::Unlistable, {}, false};
     QUrl target;
     if (direction == 1 || direction == -1) {
         // The keys' single steps, in one pass over the folder.
         const std::optional<QUrl> next =
-            FolderPlaylist::neighbour(m_url, *listing, folder, videoExtensions(), direction);
+            FolderPlaylist::neighbour(file, *listing, folder, videoExtensions(), direction);
         if (!next)
-            return; // fewer than two videos, or the file moved or renamed since it was opened
+            return {}; // fewer than two videos, or the file moved or renamed since it was opened
         target = *next;
     } else {
         const QList<QUrl> videos =
             FolderPlaylist::videos(FolderPlaylist::locations(*listing, folder), videoExtensions());
         const qsizetype n = videos.size();
         if (n < 2)
-            return;
-        const qsizetype i = FolderPlaylist::indexOf(m_url, videos, folder, listing->links);
+            return {};
+        const qsizetype i = FolderPlaylist::indexOf(file, videos, folder, listing->links);
         if (i < 0)
-            return; // moved or renamed since it was opened
+            return {}; // moved or renamed since it was opened
         target = videos[((i + direction) % n + n) % n];
     }
-    if (canReadMedia(target)) {
-        open(target);
-        return;
-    }
-    requestFolderAccess(folder, [this, self = QPointer(this), target](bool granted) {
-        if (granted && self)
-            open(target);
-    });
+    return {Sibling::Outcome::Found, target, canReadMedia(target)};
 }
 
-bool PlaybackSession::canReadMedia(const QUrl &url) const
+void PlaybackSession::siblingFound(const Sibling &found, int direction)
 {
-    const QString path = url.toLocalFile();
-    if (!QFileInfo(path).isReadable())
+    if (const int more = std::exchange(m_pendingSteps, 0)) {
+        // Asked for again while the disk was busy: one step for all, from the same file.
+        if (direction + more != 0)
+            openSibling(direction + more);
+        return;
+    }
+    const QUrl folder = FolderPlaylist::folderOf(m_url);
+    switch (found.outcome) {
+    case Sibling::Outcome::Unlistable:
+        requestFolderAccess(folder, [this, self = QPointer(this), direction](bool granted) {
+            if (granted && self)
+                openSibling(direction);
+        });
+        break;
+    case Sibling::Outcome::None:
+        break;
+    case Sibling::Outcome::Found:
+        if (found.isReadable) {
+            open(found.target);
+            break;
+        }
+        requestFolderAccess(folder, [this, self = QPointer(this), target = found.target](bool ok) {
+            if (ok && self)
+                open(target);
+        });
+        break;
+    }
+}
+
+// Steps asked for while the open file's access was being settled.
+void PlaybackSession::resumeSteps()
+{
+    if (const int steps = std::exchange(m_pendingSteps, 0))
+        openSibling(steps);
+}
+
+// Whether the system lets the process read the file. Pipes, sockets and devices named like
+// videos are not a matter of access: they count as readable, and the engine says what they are.
+// Opened without waiting: a pipe would wait for a writer.
+bool PlaybackSession::canReadMedia(const QUrl &url)
+{
+    const QByteArray path = QFile::encodeName(url.toLocalFile());
+    struct stat info {};
+    if (::stat(path.constData(), &info) == 0 && !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode))
+        return true;
+    if (::access(path.constData(), R_OK) != 0)
         return false;
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly);
+    const int fd = ::open(path.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    ::close(fd);
+    return true;
 }
 
 bool PlaybackSession::isSandboxed() const
@@ -100,18 +174,58 @@ void PlaybackSession::presentOpenPanel()
         open(*chosen);
 }
 
-void PlaybackSession::activateAccess(const QUrl &url)
+// Away from the GUI thread: identities and bookmarks touch the file system.
+PlaybackSession::AccessPlan PlaybackSession::planAccess(const QUrl &file,
+                                                        const std::optional<QUrl> &heldFolder,
+                                                        FolderAccess *access,
+                                                        const Preferences &preferences)
 {
-    const QUrl folder = FolderPlaylist::folderOf(url);
-    if (!m_accessedFolder) {
-        restoreFolderBookmark(folder);
-    } else if (FolderPlaylist::identity(*m_accessedFolder) != FolderPlaylist::identity(folder)) {
-        stopFolderAccess();
-        restoreFolderBookmark(folder);
+    AccessPlan plan;
+    plan.file = file;
+    if (!access)
+        return plan;
+    const QUrl folder = FolderPlaylist::folderOf(file);
+    const QString identity = FolderPlaylist::identity(folder);
+    plan.keepsFolder = heldFolder && FolderPlaylist::identity(*heldFolder) == identity;
+    if (!plan.keepsFolder) {
+        // The grant remembered for the folder, if any.
+        const std::optional<QByteArray> bookmark =
+            preferences.dataValue(kFolderBookmarkPrefix + identity);
+        const std::optional<FolderAccess::Resolved> resolved =
+            bookmark ? access->resolveBookmark(*bookmark) : std::nullopt;
+        if (resolved && resolved->isStale) {
+            plan.freshBookmark = access->createBookmark(resolved->url);
+            plan.freshKey = bookmarkKey(resolved->url);
+        }
+        if (resolved && access->startAccessing(resolved->url))
+            plan.restoredFolder = resolved->url;
     }
+    plan.isFileAccessed = access->startAccessing(file);
+    return plan;
+}
+
+void PlaybackSession::activateAccess(const AccessPlan &plan)
+{
+    if (!plan.keepsFolder) {
+        stopFolderAccess();
+        m_accessedFolder = plan.restoredFolder;
+    }
+    if (plan.freshBookmark)
+        m_preferences.setData(*plan.freshKey, *plan.freshBookmark);
     stopFileAccess();
-    if (m_folderAccess && m_folderAccess->startAccessing(url))
-        m_accessedUrl = url;
+    if (plan.isFileAccessed)
+        m_accessedUrl = plan.file;
+}
+
+// The accesses of a plan that came too late: another file was opened meanwhile.
+void PlaybackSession::releaseAccess(const AccessPlan &plan)
+{
+    if (!m_folderAccess)
+        return;
+    if (plan.restoredFolder)
+        m_folderAccess->stopAccessing(*plan.restoredFolder);
+    if (plan.isFileAccessed)
+        m_folderAccess->stopAccessing(plan.file);
 }
 
 void PlaybackSession::stopAccessing()
@@ -138,32 +252,14 @@ void PlaybackSession::stopFolderAccess()
     m_accessedFolder.reset();
 }
 
-bool PlaybackSession::restoreFolderBookmark(const QUrl &folder)
-{
-    if (!m_folderAccess)
-        return false;
-    const std::optional<QByteArray> bookmark = m_preferences.dataValue(bookmarkKey(folder));
-    if (!bookmark)
-        return false;
-    const std::optional<FolderAccess::Resolved> resolved =
-        m_folderAccess->resolveBookmark(*bookmark);
-    if (!resolved)
-        return false;
-    if (resolved->isStale)
-        saveFolderBookmark(resolved->url);
-    if (!m_folderAccess->startAccessing(resolved->url))
-        return false;
-    m_accessedFolder = resolved->url;
-    return true;
-}
-
-void PlaybackSession::saveFolderBookmark(const QUrl &folder)
-{
-    if (!m_folderAccess)
-        return;
-    if (const std::optional<QByteArray> bookmark = m_folderAccess->createBookmark(folder))
-        m_preferences.setData(bookmarkKey(folder), *bookmark);
-}
+// What the folder panel's choice came to.
+struct PlaybackSession::Grant {
+    QUrl folder;
+    bool isFolder = false; // the folder asked for, by identity
+    bool isAccessed = false;
+    std::optional<QByteArray> bookmark;
+    QString key;
+};
 
 void PlaybackSession::requestFolderAccess(const QUrl &folder, std::function<void(bool)> done)
 {
@@ -192,20 +288,46 @@ void PlaybackSession::presentFolderAccessPanel(const QUrl &folder, std::function
         done(false);
         return;
     }
-    if (FolderPlaylist::identity(*chosen) != FolderPlaylist::identity(folder)) {
+    // Whether the user chose that folder, and the access and bookmark of it: from the disk.
+    const quint64 generation = m_generation;
+    m_diskJobs.run(
+        this,
+        [chosen = *chosen, folder, access = m_folderAccess] {
+            Grant grant;
+            grant.folder = chosen;
+            grant.isFolder = FolderPlaylist::identity(chosen) == FolderPlaylist::identity(folder);
+            grant.isAccessed = grant.isFolder && access && access->startAccessing(chosen);
+            if (grant.isAccessed) {
+                grant.bookmark = access->createBookmark(chosen);
+                grant.key = bookmarkKey(chosen);
+            }
+            return grant;
+        },
+        [this, generation, done = std::move(done)](const Grant &grant) {
+            if (generation == m_generation)
+                grantFolder(grant, done);
+            else if (grant.isAccessed)
+                m_folderAccess->stopAccessing(grant.folder); // the user has moved on
+        });
+}
+
+void PlaybackSession::grantFolder(const Grant &grant, const std::function<void(bool)> &done)
+{
+    if (!grant.isFolder) {
         setErrorMessage(
             QStringLiteral("Selecione a pasta que contém os vídeos para navegar entre eles."));
         done(false);
         return;
     }
-    if (!m_folderAccess || !m_folderAccess->startAccessing(*chosen)) {
+    if (!grant.isAccessed) {
         setErrorMessage(QStringLiteral("Não foi possível manter o acesso à pasta de vídeos."));
         done(false);
         return;
     }
     stopFolderAccess();
-    m_accessedFolder = *chosen;
-    saveFolderBookmark(*chosen);
+    m_accessedFolder = grant.folder;
+    if (grant.bookmark)
+        m_preferences.setData(grant.key, *grant.bookmark);
     done(true);
 }
 
