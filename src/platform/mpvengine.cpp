@@ -919,7 +919,7 @@ private:
     {
         const bool has = error >= 0 && p.format != MPV_FORMAT_NONE && p.data;
         if (id == Reply::LoadedDuration) {
-            if (m_status != Status::Unknown)
+            if (m_status != Status::Unknown || m_isFailing)
                 return;
             m_duration = has ? *static_cast<double *>(p.data) : 0.0;
             m_status = Status::ReadyToPlay;
@@ -1106,9 +1106,10 @@ private:
 
     void fail(int mpvError)
     {
-        if (m_status == Status::Failed)
+        if (m_status == Status::Failed || std::exchange(m_isFailing, true))
             return;
-        // Describing the failure looks at the file, away from the GUI thread.
+        // Describing the failure looks at the file, away from the GUI thread; meanwhile the
+        // item reads as loading still, and never becomes ready.
         m_diskJobs->run(
             this, [path = m_core->path, mpvError] { return describeFailure(path, mpvError); },
             [this](MediaError error) { failWith(std::move(error)); });
@@ -1161,6 +1162,7 @@ private:
     std::atomic_bool m_wakeupPosted = false;
 
     Status m_status = Status::Unknown;
+    bool m_isFailing = false; // failed, and the failure is being described
     std::optional<MediaError> m_error;
     QSizeF m_presentationSize{0, 0};
     double m_duration = 0;

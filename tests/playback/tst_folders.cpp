@@ -2,6 +2,7 @@
 // videos of real folders, and the grants of a simulated sandbox.
 #include "fakeengine.h"
 #include "folderplaylist.h"
+#include "helddiskjobs.h"
 #include "memorypreferences.h"
 #include "playbacksession.h"
 #include "scriptedpanels.h"
@@ -19,17 +20,21 @@ const QString kOtherFolder =
 const QString kNotKept = QStringLiteral("Não foi possível manter o acesso à pasta de vídeos.");
 
 // Real folders: Filmes (mixed), Um (one video), Outros (x, y and alias → y) and link → Filmes;
-// a session over them whose panels answer from a script. The preferences outlive the session,
-// as they outlive a launch.
+// a session over them whose panels answer from a script, and whose disk answers at once or, on
+// a held disk, when the test says so. The preferences outlive the session, as they outlive a
+// launch.
 struct Folders {
     QTemporaryDir root;
     FakeEngine engine;
     MemoryPreferences preferences;
     SimulatedSandbox sandbox;
     ScriptedPanels panels;
+    HeldDiskJobs disk;
+    bool isDiskHeld = false;
     std::unique_ptr<PlaybackSession> session;
 
-    explicit Folders(bool sandboxed)
+    explicit Folders(bool sandboxed, bool diskHeld = false)
+        : isDiskHeld(diskHeld)
     {
         makeFiles(path("Filmes"),
                   {"a.mp4", "B.MOV", "c.txt", ".hidden.mp4", "clip10.mkv", "clip2.mkv"});
@@ -43,8 +48,8 @@ struct Folders {
     void relaunch()
     {
         session.reset();
-        session = std::make_unique<PlaybackSession>(
-            PlaybackSession::Services{engine, preferences, &sandbox, &panels});
+        session = std::make_unique<PlaybackSession>(PlaybackSession::Services{
+            engine, preferences, &sandbox, &panels, isDiskHeld ? &disk : nullptr});
     }
     QString path(const char *relative) const { return root.filePath(QLatin1String(relative)); }
     QUrl url(const QString &relative) const { return QUrl::fromLocalFile(root.filePath(relative)); }
@@ -206,6 +211,58 @@ private slots:
         QCOMPARE(f.session->url().adjusted(QUrl::RemoveFilename),
                  f.url(from).adjusted(QUrl::RemoveFilename));
         QVERIFY(f.panels.shown.isEmpty());
+    }
+
+    // Intents while the disk has not answered yet, one per word: "open <file>", "step <n>",
+    // "close", and "disk" (the disk answers all it was asked). The newest intent wins: steps
+    // add up to one, from the same file; an open or a close drops what was asked before it.
+    void theNewestIntentWinsWhileTheDiskIsBusy_data()
+    {
+        QTest::addColumn<QString>("intents");
+        QTest::addColumn<QString>("expected"); // the file open at the end; empty: none
+        QTest::addColumn<int>("players");
+        QTest::newRow("one step") << "step 1 disk"
+                                  << "B.MOV" << 2;
+        QTest::newRow("three steps") << "step 1 step 1 step 1 disk"
+                                     << "clip10.mkv" << 2;
+        QTest::newRow("there and back") << "step 1 step -1 disk"
+                                        << "a.mp4" << 1;
+        QTest::newRow("a step while opening") << "close open Filmes/clip2.mkv step -1 disk"
+                                              << "B.MOV" << 3;
+        QTest::newRow("another file opened") << "step 1 open Outros/x.mp4 step 1 disk"
+                                             << "y.mp4" << 3;
+        QTest::newRow("opened twice") << "open Outros/x.mp4 open Um/one.mp4 disk"
+                                      << "one.mp4" << 2;
+        QTest::newRow("closed") << "step 1 close disk"
+                                << "" << 1;
+    }
+
+    void theNewestIntentWinsWhileTheDiskIsBusy()
+    {
+        QFETCH(QString, intents);
+        QFETCH(QString, expected);
+        QFETCH(int, players);
+        Folders f(false, true);
+        f.session->open(f.url("Filmes/a.mp4"));
+        f.disk.runAll();
+        const QStringList words = intents.split(QLatin1Char(' '));
+        for (qsizetype i = 0; i < words.size(); ++i) {
+            if (words[i] == QLatin1String("open"))
+                f.session->open(f.url(words[++i]));
+            else if (words[i] == QLatin1String("step"))
+                f.session->openSibling(words[++i].toInt());
+            else if (words[i] == QLatin1String("close"))
+                f.session->closeFile();
+            else
+                f.disk.runAll();
+            QVERIFY(f.disk.held() <= 3); // never one job per key press
+        }
+        QCOMPARE(f.session->url().fileName(), expected);
+        QCOMPARE(bool(f.session->player()), !expected.isEmpty());
+        QCOMPARE(f.engine.players().size(), players);
+        // Accesses started for a file the user had already left were let go.
+        f.session->closeFile();
+        QVERIFY(f.sandbox.allStopped());
     }
 
     void aFirstSandboxedStepAsksForTheFolderAndRemembersIt()

@@ -8,6 +8,7 @@
 #include "permissions.h"
 #include "playbacksession.h"
 #include "scriptedpanels.h"
+#include "slowfolder.h"
 #include "testsupport.h"
 
 #include <QDir>
@@ -16,12 +17,16 @@
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 #include <QtEndian>
 
 #include <clocale>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -35,6 +40,25 @@ const QString kNoFolderAccess =
     QStringLiteral("Sem acesso à pasta, não dá para abrir o próximo vídeo.");
 const QString kNoPermission = QStringLiteral("Sem permissão para ler este vídeo.");
 const QString kCannotOpen = QStringLiteral("Não foi possível abrir este vídeo.");
+const QString kSpecialFile = QStringLiteral(
+    "Este é um arquivo especial do sistema (pipe, soquete ou dispositivo), não um vídeo.");
+
+// A socket bound at `path`, as a program listening there makes it; -1 when it cannot be made.
+int bindSocket(const QString &path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const QByteArray name = QFile::encodeName(path);
+    if (size_t(name.size()) >= sizeof address.sun_path)
+        return -1;
+    std::memcpy(address.sun_path, name.constData(), size_t(name.size()));
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd >= 0 && ::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
 
 bool write(const QString &path, const QByteArray &content)
 {
@@ -167,6 +191,10 @@ class TestCorpus : public QObject {
         NeighbourLoops,
         FolderUnlistable,
         NeighbourUnreadable,
+        NeighbourIsAPipe,
+        NeighbourIsASocket,
+        NeighbourIsADeviceLink,
+        NeighbourGrows,
     };
 
     QTemporaryDir m_dir;
@@ -418,21 +446,33 @@ private slots:
 
     // A file that vanishes while it plays keeps playing (the engine holds it open); a step to the
     // next video then does nothing when only the file went, and asks for the folder when the
-    // folder cannot be listed or the neighbour cannot be read; the panel is cancelled here.
+    // folder cannot be listed or the neighbour cannot be read; the panel is cancelled here. A
+    // pipe (no writer ever comes), a socket or a device named like a video opens at once with
+    // its message, and a file still being written plays what it holds.
     void steppingOutOfAHostileFolder_data()
     {
         QTest::addColumn<int>("hostility");
         QTest::addColumn<bool>("permissions");
         QTest::addColumn<QString>("message");
-        QTest::newRow("file deleted while it plays") << int(FileDeleted) << false << QString();
+        QTest::addColumn<bool>("opens"); // the neighbour; else the file plays on
+        QTest::newRow("file deleted while it plays")
+            << int(FileDeleted) << false << QString() << false;
         QTest::newRow("folder deleted while a file of it plays")
-            << int(FolderDeleted) << false << kNoFolderAccess;
+            << int(FolderDeleted) << false << kNoFolderAccess << false;
         QTest::newRow("neighbour is a link to itself")
-            << int(NeighbourLoops) << false << kNoFolderAccess;
+            << int(NeighbourLoops) << false << kNoFolderAccess << false;
         QTest::newRow("folder cannot be listed")
-            << int(FolderUnlistable) << true << kNoFolderAccess;
+            << int(FolderUnlistable) << true << kNoFolderAccess << false;
         QTest::newRow("neighbour cannot be read")
-            << int(NeighbourUnreadable) << true << kNoFolderAccess;
+            << int(NeighbourUnreadable) << true << kNoFolderAccess << false;
+        QTest::newRow("neighbour is a pipe")
+            << int(NeighbourIsAPipe) << false << kSpecialFile << true;
+        QTest::newRow("neighbour is a socket")
+            << int(NeighbourIsASocket) << false << kSpecialFile << true;
+        QTest::newRow("neighbour is a link to /dev/zero")
+            << int(NeighbourIsADeviceLink) << false << kSpecialFile << true;
+        QTest::newRow("neighbour is still being written")
+            << int(NeighbourGrows) << false << QString() << true;
     }
 
     void steppingOutOfAHostileFolder()
@@ -440,16 +480,46 @@ private slots:
         QFETCH(int, hostility);
         QFETCH(bool, permissions);
         QFETCH(QString, message);
+        QFETCH(bool, opens);
         if (permissions && !m_permissionsApply)
             QSKIP("file modes do not apply to this process");
         QTemporaryDir dir;
         const QString a = dir.filePath(QStringLiteral("a.mp4"));
         const QString b = dir.filePath(QStringLiteral("b.mp4"));
         QVERIFY(copyClip(QStringLiteral("long.mp4"), a));
-        if (hostility == NeighbourLoops)
+        int socket = -1;
+        std::thread writer;
+        const QByteArray webm = readMedia(QStringLiteral("clip.webm"));
+        switch (hostility) {
+        case NeighbourLoops:
             QVERIFY(QFile::link(QStringLiteral("b.mp4"), b));
-        else
+            break;
+        case NeighbourIsAPipe:
+            QCOMPARE(::mkfifo(QFile::encodeName(b).constData(), 0644), 0);
+            break;
+        case NeighbourIsASocket:
+            QVERIFY((socket = bindSocket(b)) >= 0);
+            break;
+        case NeighbourIsADeviceLink:
+            QVERIFY(QFile::link(QStringLiteral("/dev/zero"), b));
+            break;
+        case NeighbourGrows:
+            // Its headers and a first part now, the rest a piece at a time while it plays.
+            QVERIFY(write(b, webm.left(webm.size() / 3)));
+            writer = std::thread([b, rest = webm.mid(webm.size() / 3)] {
+                QFile file(b);
+                if (!file.open(QIODevice::Append))
+                    return;
+                for (qsizetype at = 0; at < rest.size(); at += rest.size() / 8 + 1) {
+                    QThread::msleep(100);
+                    file.write(rest.mid(at, rest.size() / 8 + 1));
+                    file.flush();
+                }
+            });
+            break;
+        default:
             QVERIFY(copyClip(QStringLiteral("clip.mp4"), b));
+        }
 
         Fixture f;
         f.session.open(QUrl::fromLocalFile(a));
@@ -472,16 +542,38 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(f.session.currentTime() > then + 1.0, 5000);
 
         f.session.openSibling(1);
+        QCOMPARE(f.session.url(), QUrl::fromLocalFile(opens ? b : a));
+        if (opens)
+            QVERIFY(f.settled());
         QTRY_COMPARE_WITH_TIMEOUT(f.session.errorMessage(), message, 5000);
-        QCOMPARE(f.panels.shown.size(), message.isEmpty() ? 0 : 1);
-        if (!message.isEmpty()) {
+        QCOMPARE(f.panels.shown.size(), message.isEmpty() || opens ? 0 : 1);
+        if (!message.isEmpty() && !opens) {
             QCOMPARE(f.panels.shown[0].title, QStringLiteral("Acesso à pasta"));
             QCOMPARE(f.panels.shown[0].directory, QUrl::fromLocalFile(dir.path()));
         }
-        QCOMPARE(f.session.url(), QUrl::fromLocalFile(a));
-        QVERIFY(f.session.isPlaying());
+        QVERIFY(opens ? f.session.isReady() == message.isEmpty() : f.session.isPlaying());
         QFile::setPermissions(dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         verifyNextFileOpens(f);
+        if (writer.joinable())
+            writer.join();
+        if (socket >= 0)
+            ::close(socket);
+    }
+
+    // A file on a share that stopped answering: the engine's core waits for it, in its own
+    // threads; the next file opens and plays meanwhile.
+    void aFileStuckOnTheDiskHoldsUpNothing()
+    {
+        SlowFolder share;
+        if (!share.mount(QStringLiteral("open")))
+            QSKIP("no FUSE here: slowfs not built, or no mount allowed");
+        QVERIFY(copyClip(QStringLiteral("clip.mp4"), share.source(QStringLiteral("a.mp4"))));
+        share.closeGate();
+        Fixture f;
+        f.session.open(QUrl::fromLocalFile(share.path(QStringLiteral("a.mp4"))));
+        QTRY_VERIFY_WITH_TIMEOUT(share.held(QStringLiteral("open")) > 0, 10000);
+        verifyNextFileOpens(f);
+        QVERIFY(share.held(QStringLiteral("open")) > 0); // still stuck
     }
 
     // A file the process may not read asks for its folder, as under a sandbox: refused, the
