@@ -3,9 +3,11 @@
 // damaged preferences files. Each case ends in a state the trace or the window shows.
 #include "appdriver.h"
 #include "mprisclient.h"
+#include "slowfolder.h"
 #include "testsupport.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
@@ -14,6 +16,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -140,6 +143,84 @@ private slots:
         QVERIFY(app.waitForTrace(QStringLiteral("url ") + testMedia(QStringLiteral("clip.webm")),
                                  10000, handed) >= 0);
         QCOMPARE(outcome(app, handed), kReady);
+    }
+
+    // Down onto a pipe or a link to /dev/zero named like a video (a pipe froze the window for
+    // good, waiting for a writer), or in a folder on a share that stopped answering: the window
+    // answers the desktop at once while the disk is stuck, the file fails with its message, or
+    // the steps asked for meanwhile take the user, once the share answers, where they lead.
+    void aStuckDiskNeverFreezesTheWindow_data()
+    {
+        QTest::addColumn<QString>("neighbour");
+        QTest::addColumn<QString>("message");
+        const QString special = QStringLiteral("error Este é um arquivo especial do sistema (pipe, "
+                                               "soquete ou dispositivo), não um vídeo.");
+        QTest::newRow("a pipe") << "pipe" << special;
+        QTest::newRow("a link to /dev/zero") << "/dev/zero" << special;
+        QTest::newRow("a share that stopped answering") << "share" << QString();
+    }
+
+    void aStuckDiskNeverFreezesTheWindow()
+    {
+        QFETCH(QString, neighbour);
+        QFETCH(QString, message);
+        const bool onShare = neighbour == QLatin1String("share");
+        SlowFolder share;
+        QTemporaryDir dir;
+        if (onShare && !share.mount(QStringLiteral("readdir")))
+            QSKIP("no FUSE here: slowfs not built, or no mount allowed");
+        const auto source = [&](const char *name) {
+            return onShare ? share.source(QLatin1String(name)) : dir.filePath(QLatin1String(name));
+        };
+        const auto path = [&](const char *name) {
+            return onShare ? share.path(QLatin1String(name)) : dir.filePath(QLatin1String(name));
+        };
+        QVERIFY(QFile::copy(testMedia(QStringLiteral("long.mp4")), source("a.mp4")));
+        QVERIFY(QFile::copy(testMedia(QStringLiteral("clip.mp4")), source("c.mp4")));
+        if (neighbour == QLatin1String("pipe"))
+            QCOMPARE(::mkfifo(QFile::encodeName(source("b.mp4")).constData(), 0644), 0);
+        else if (onShare)
+            QVERIFY(QFile::copy(testMedia(QStringLiteral("clip.mp4")), source("b.mp4")));
+        else
+            QVERIFY(QFile::link(neighbour, source("b.mp4")));
+
+        AppDriver app;
+        QVERIFY(app.start({path("a.mp4")}));
+        QVERIFY(app.waitForTrace(QStringLiteral("playing")) >= 0);
+        MprisClient mpris;
+        QVERIFY(mpris.waitForPlayer());
+        if (onShare)
+            share.closeGate();
+        const int mark = app.traceCount();
+        QVERIFY(mpris.command(QStringLiteral("Next")));
+        if (onShare) // the step's listing is stuck in the share
+            QTRY_VERIFY_WITH_TIMEOUT(share.held(QStringLiteral("readdir")) > 0, 10000);
+
+        // The window answers meanwhile: at once, and at the latest within a generous second.
+        qint64 fastest = std::numeric_limits<qint64>::max();
+        for (int i = 0; i < 3; ++i) {
+            QElapsedTimer timer;
+            timer.start();
+            QVERIFY(!mpris.get(QStringLiteral("PlaybackStatus")).toString().isEmpty());
+            QVERIFY(timer.elapsed() < 1000);
+            fastest = std::min(fastest, timer.elapsed());
+        }
+        qInfo("answered in %lld ms", fastest);
+        QVERIFY2(fastest <= 100, qPrintable(QString::number(fastest)));
+        if (onShare) {
+            QVERIFY(share.held(QStringLiteral("readdir")) > 0); // still stuck all along
+            QVERIFY(mpris.command(QStringLiteral("Next")));     // and one more step meanwhile
+            share.openGate();
+        } else {
+            QVERIFY(app.waitForTrace(QStringLiteral("url ") + path("b.mp4"), 10000, mark) >= 0);
+            QVERIFY(app.waitForTrace(message, 10000, mark) >= 0);
+            QVERIFY(mpris.command(QStringLiteral("Next")));
+        }
+        const int opened = app.waitForTrace(QStringLiteral("url ") + path("c.mp4"), 10000, mark);
+        QVERIFY(opened >= 0);
+        QCOMPARE(outcome(app, opened), kReady);
+        QVERIFY(!app.trace().mid(mark).contains(QStringLiteral("url ") +
+                                                path(onShare ? "b.mp4" : "a.mp4")));
     }
 
     // A desktop client asks for what no player can do: a rate or volume that is no number, a
