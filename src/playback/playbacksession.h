@@ -153,6 +153,7 @@ private:
     struct Sibling;
     [[nodiscard]] static Sibling findSibling(const QUrl &file, int direction);
     void siblingFound(const Sibling &found, int direction);
+    void stepOnceGranted(int direction);
     void resumeSteps();
     [[nodiscard]] static bool canReadMedia(const QUrl &url);
 

@@ -50,12 +50,8 @@ void PlaybackSession::openSibling(int direction)
         m_pendingSteps += direction;
         return;
     }
-    const QUrl folder = FolderPlaylist::folderOf(m_url);
     if (isSandboxed() && !m_accessedFolder) {
-        requestFolderAccess(folder, [this, self = QPointer(this), direction](bool granted) {
-            if (granted && self)
-                openSibling(direction);
-        });
+        stepOnceGranted(direction);
         return;
     }
     m_isStepping = true;
@@ -106,13 +102,9 @@ void PlaybackSession::siblingFound(const Sibling &found, int direction)
             openSibling(direction + more);
         return;
     }
-    const QUrl folder = FolderPlaylist::folderOf(m_url);
     switch (found.outcome) {
     case Sibling::Outcome::Unlistable:
-        requestFolderAccess(folder, [this, self = QPointer(this), direction](bool granted) {
-            if (granted && self)
-                openSibling(direction);
-        });
+        stepOnceGranted(direction);
         break;
     case Sibling::Outcome::None:
         break;
@@ -121,12 +113,23 @@ void PlaybackSession::siblingFound(const Sibling &found, int direction)
             open(found.target);
             break;
         }
-        requestFolderAccess(folder, [this, self = QPointer(this), target = found.target](bool ok) {
-            if (ok && self)
-                open(target);
-        });
+        requestFolderAccess(FolderPlaylist::folderOf(m_url),
+                            [this, self = QPointer(this), target = found.target](bool granted) {
+                                if (granted && self)
+                                    open(target);
+                            });
         break;
     }
+}
+
+// Asks for the open file's folder; the step is tried again once it is granted.
+void PlaybackSession::stepOnceGranted(int direction)
+{
+    requestFolderAccess(FolderPlaylist::folderOf(m_url),
+                        [this, self = QPointer(this), direction](bool granted) {
+                            if (granted && self)
+                                openSibling(direction);
+                        });
 }
 
 // Steps asked for while the open file's access was being settled.
