@@ -157,9 +157,9 @@ private:
     void resumeSteps();
     [[nodiscard]] static bool canReadMedia(const QUrl &url);
 
-    // Folder access.
-    // What opening a file finds out on the disk about access to it and its folder. Accesses it
-    // started are held here until the session takes them over, or lets them go.
+    // Folder access. What opening a file finds out on the disk about access to it and its
+    // folder; accesses it started are held here until the session takes them over, or lets
+    // them go.
     struct AccessPlan {
         QUrl file;
         bool keepsFolder = false;           // the folder held is the file's
