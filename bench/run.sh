@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # The benchmarks: Lunelo against the mpv player on the same generated clips, in one X server
 # (Xvfb with openbox, software OpenGL) and the same 1280×720 window, runs alternating between
-# the two; then one sibling step in folders of 1,000, 10,000 and 100,000 files. Prints every
-# measure with its median, its spread and the ratio to mpv. Takes about 11 minutes with the
-# default five runs on 2 cores. Not part of the tests.
+# the two; then one sibling step in folders of 1,000, 10,000 and 100,000 files, and how long
+# the window stops answering while it steps through a folder on a slow file system (FUSE, where
+# it can mount). Prints every measure with its median, its spread and the ratio to mpv. Takes
+# about 12 minutes with the default five runs on 2 cores. Not part of the tests.
 #
-#     bench/run.sh [--runs N] [--only cpu,cpu4k,memory,start,seek,scrub,folder]
+#     bench/run.sh [--runs N] [--only cpu,cpu4k,memory,start,seek,scrub,folder,stall]
 #
 # Builds into build/ (or $LUNELO_BUILD_DIR) with the benchmarks on; the clips go to
 # <build>/bench-media, made once.
@@ -15,16 +16,19 @@ scripts/deps.sh test
 dir=${LUNELO_BUILD_DIR:-build}
 scripts/build.sh >/dev/null
 cmake -S . -B "$dir" -DLUNELO_BENCH=ON >/dev/null
-cmake --build "$dir" --parallel "$(nproc)" --target lunelo bench_players bench_folderstep
+cmake --build "$dir" --parallel "$(nproc)" --target lunelo bench_players bench_folderstep \
+    bench_stall $(grep -q '^FUSE3_FOUND:INTERNAL=1' "$dir/CMakeCache.txt" && echo slowfs)
 bench/media.sh "$dir/bench-media"
 
 players=()
 folder=yes
+stall=yes
 while [ $# -gt 0 ]; do
     case $1 in
     --only)
         [[ ,$2, == *,folder,* ]] || folder=no
-        rest=$(echo ",$2," | sed 's/,folder,/,/; s/^,//; s/,$//')
+        [[ ,$2, == *,stall,* ]] || stall=no
+        rest=$(echo ",$2," | sed 's/,folder,/,/; s/,stall,/,/; s/^,//; s/,$//')
         [ -z "$rest" ] && players=(--skip) || players+=(--only "$rest")
         shift 2
         ;;
@@ -51,4 +55,9 @@ fi
 if [ $folder = yes ]; then
     echo
     "$dir/bench/bench_folderstep"
+fi
+if [ $stall = yes ]; then
+    echo
+    tests/run-x.sh "$dir/bench/bench_stall" --lunelo "$dir/src/app/lunelo" \
+        --slowfs "$dir/tests/slowfs" --clip "$dir/bench-media/step-720p30.mp4"
 fi
