@@ -160,6 +160,11 @@ private:
 // One mpv core, shared by its player (GUI thread) and its renderer (render thread); the core is
 // destroyed when both let go, so the render context is always freed before its core.
 struct MpvCore {
+    MpvCore(QString file, bool drawsVideo)
+        : path(std::move(file))
+        , m_hasOutput(!drawsVideo)
+    {
+    }
     mpv_handle *handle = nullptr;
     // The file to play; empty for a location that is not a file.
     const QString path;
@@ -176,11 +181,6 @@ struct MpvCore {
     // last of the two loads the file.
     void fileChecked() { proceed(m_isFileChecked); }
     void outputReady() { proceed(m_hasOutput); }
-    explicit MpvCore(QString file, bool drawsVideo)
-        : path(std::move(file))
-        , m_hasOutput(!drawsVideo)
-    {
-    }
 
 private:
     void proceed(std::atomic_bool &condition)
