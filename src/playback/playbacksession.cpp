@@ -216,6 +216,9 @@ void PlaybackSession::statusObserved(MediaPlayer *player, MediaPlayer::Status st
         break;
     }
     case MediaPlayer::Status::Failed: {
+        // The engine may find a file unplayable after it reported it ready (a decoder that
+        // refuses the picture once it sees it).
+        setReady(false);
         setPlaying(false);
         const std::optional<MediaError> error = player->error();
         if (!m_accessedFolder && isPermissionError(error) && !m_url.isEmpty()) {

@@ -53,8 +53,9 @@ private slots:
         Fixture f;
         FakePlayer *first = f.openReady(QStringLiteral("/v/a.mp4"), 60);
         first->emitTick(12);
-        first->fail(MediaError{MediaError::Code::Unknown, QStringLiteral("quebrado")});
+        f.session.setErrorMessage(QStringLiteral("quebrado"));
         f.session.setRate(1.5f);
+        f.session.togglePlay(); // paused
         settle();
         QStringList *order = recordNotifications(f.session);
 
@@ -91,20 +92,28 @@ private slots:
     void failedItemShowsItsErrorOrTheDefault_data()
     {
         QTest::addColumn<bool>("hasError");
+        QTest::addColumn<bool>("wasReady");
         QTest::addColumn<QString>("expected");
         QTest::newRow("with error")
-            << true << QStringLiteral("O formato deste arquivo não é reconhecido.");
+            << true << false << QStringLiteral("O formato deste arquivo não é reconhecido.");
         QTest::newRow("without error")
-            << false << QStringLiteral("Não foi possível abrir este vídeo.");
+            << false << false << QStringLiteral("Não foi possível abrir este vídeo.");
+        QTest::newRow("once it was ready")
+            << true << true << QStringLiteral("Não foi possível abrir este vídeo.");
     }
 
     void failedItemShowsItsErrorOrTheDefault()
     {
         QFETCH(bool, hasError);
+        QFETCH(bool, wasReady);
         QFETCH(QString, expected);
         Fixture f;
         f.session.open(QUrl::fromLocalFile(QStringLiteral("/v/a.mp4")));
         FakePlayer *player = f.engine.last();
+        if (wasReady) {
+            player->becomeReady(4);
+            settle();
+        }
         player->fail(hasError
                          ? std::optional(MediaError{MediaError::Code::UnrecognizedFormat, expected})
                          : std::nullopt);
