@@ -21,6 +21,19 @@
 
 namespace {
 
+// How soon the window answers while the disk is stuck; the sanitizers slow everything several
+// times.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define LUNELO_SANITIZED
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__) || defined(LUNELO_SANITIZED)
+constexpr qint64 kPromptMs = 300;
+#else
+constexpr qint64 kPromptMs = 100;
+#endif
+
 const QString kUnrecognized = QStringLiteral("error O formato deste arquivo não é reconhecido.");
 const QString kReady = QStringLiteral("ready");
 
@@ -196,7 +209,8 @@ private slots:
         if (onShare) // the step's listing is stuck in the share
             QTRY_VERIFY_WITH_TIMEOUT(share.held(QStringLiteral("readdir")) > 0, 10000);
 
-        // The window answers meanwhile: at once, and at the latest within a generous second.
+        // The window answers meanwhile: at once (the fastest of three asks), and each within a
+        // generous second.
         qint64 fastest = std::numeric_limits<qint64>::max();
         for (int i = 0; i < 3; ++i) {
             QElapsedTimer timer;
@@ -206,7 +220,7 @@ private slots:
             fastest = std::min(fastest, timer.elapsed());
         }
         qInfo("answered in %lld ms", fastest);
-        QVERIFY2(fastest <= 100, qPrintable(QString::number(fastest)));
+        QVERIFY2(fastest <= kPromptMs, qPrintable(QString::number(fastest)));
         if (onShare) {
             QVERIFY(share.held(QStringLiteral("readdir")) > 0); // still stuck all along
             QVERIFY(mpris.command(QStringLiteral("Next")));     // and one more step meanwhile
