@@ -15,7 +15,8 @@ public:
 
     // Runs `job` away from the calling thread; then, on the GUI thread and from its event loop,
     // the function the job returned, unless `receiver` was destroyed by then. GUI thread only,
-    // like `receiver`. The job must touch nothing the GUI thread owns: it works on copies.
+    // like `receiver`. The job must not touch the GUI thread's state: it works on copies, and on
+    // services that allow any thread (preferences, folder access).
     virtual void start(QObject *receiver, std::function<std::function<void()>()> job) = 0;
 
     // `work` away from the calling thread, then `then(result of work)` as start() says.
