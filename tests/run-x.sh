@@ -8,6 +8,8 @@ if [ "${1:-}" != --inside ]; then
         dbus-run-session -- "$0" --inside "$@"
 fi
 shift
+# Never the desktop's own Wayland compositor, which Qt would prefer.
+unset WAYLAND_DISPLAY XDG_SESSION_TYPE
 openbox --sm-disable >/dev/null 2>&1 &
 wm=$!
 for _ in $(seq 50); do
