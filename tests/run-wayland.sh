@@ -6,6 +6,11 @@
 # without one, so input methods are off for everything run here.
 set -u
 if [ "${1:-}" != --inside ]; then
+    # Descriptors inherited from whoever runs the tests (a lock held around the whole run) stay
+    # out of the servers started here, which could outlive a test that is killed.
+    for fd in $(ls /proc/$$/fd); do
+        [ "$fd" -gt 2 ] && [ "$fd" != 255 ] && eval "exec $fd>&-"
+    done
     exec dbus-run-session -- "$0" --inside "$@"
 fi
 shift
@@ -24,7 +29,8 @@ close-animation=none
 startup-animation=none
 focus-animation=none
 INI
-XDG_RUNTIME_DIR=$runtime weston --backend=headless-backend.so --use-pixman --debug \
+# The compositor ends with this script, however it ends.
+XDG_RUNTIME_DIR=$runtime setpriv --pdeathsig TERM weston --backend=headless-backend.so --use-pixman --debug \
     --width=1280 --height=1024 --socket=wayland-test --idle-time=0 \
     --config="$runtime/weston.ini" --log="$runtime/weston.log" &
 compositor=$!
