@@ -30,14 +30,15 @@ startup-animation=none
 focus-animation=none
 INI
 # The compositor ends with this script, however it ends.
-XDG_RUNTIME_DIR=$runtime setpriv --pdeathsig TERM weston --backend=headless-backend.so --use-pixman --debug \
-    --width=1280 --height=1024 --socket=wayland-test --idle-time=0 \
-    --config="$runtime/weston.ini" --log="$runtime/weston.log" &
+XDG_RUNTIME_DIR=$runtime setpriv --pdeathsig TERM \
+    weston --backend=headless-backend.so --use-pixman --debug --width=1280 --height=1024 \
+    --socket=wayland-test --idle-time=0 --config="$runtime/weston.ini" --log="$runtime/weston.log" &
 compositor=$!
 for _ in $(seq 100); do
     [ -S "$runtime/wayland-test" ] && break
     sleep 0.05
 done
+[ -S "$runtime/wayland-test" ] || cat "$runtime/weston.log" >&2
 unset DISPLAY XDG_SESSION_TYPE
 # An absolute socket path, which survives the private runtime folders of the applications.
 export WAYLAND_DISPLAY=$runtime/wayland-test XDG_RUNTIME_DIR=$runtime QT_IM_MODULE=none

@@ -9,6 +9,12 @@
 
 namespace {
 
+// Whether the tests run on a Wayland compositor (tests/run-wayland.sh) rather than X.
+bool isWayland()
+{
+    return qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+}
+
 // What tests/run-wayland.sh has Weston show where no window is.
 constexpr QRgb kWestonBackground = 0xff133757;
 
@@ -175,11 +181,6 @@ QString AppDriver::xdotool(const QStringList &arguments, int timeoutMs)
         return {};
     }
     return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
-}
-
-bool AppDriver::isWayland()
-{
-    return qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
 }
 
 WId AppDriver::window(int timeoutMs)

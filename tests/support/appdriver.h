@@ -47,9 +47,6 @@ public:
     int waitForTrace(const QString &prefix, int timeoutMs = 10000, int from = 0);
     [[nodiscard]] int traceCount() const { return int(m_trace.size()); }
 
-    // Whether the tests run on a Wayland compositor (tests/run-wayland.sh) rather than X.
-    [[nodiscard]] static bool isWayland();
-
     // The player window, found by the process id (0 until it is mapped). X only.
     WId window(int timeoutMs = 10000);
     // Where the window is on the screen.
