@@ -1,17 +1,18 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages Lunelo needs to build, run and test, when any is missing.
-# Usage: scripts/deps.sh [run|test|asan]   (test adds the X server, window manager and media
-# tools; asan adds clang with its sanitizer and libFuzzer runtimes)
+# Usage: scripts/deps.sh [run|test|asan]   (test adds the X server, window manager, Wayland
+# compositor and media tools; asan adds clang with its sanitizer and libFuzzer runtimes)
 set -euo pipefail
 
 build=(cmake g++ ninja-build pkg-config
-    qt6-base-dev qt6-base-dev-tools qt6-qpa-plugins qt6-declarative-dev libqt6opengl6-dev qt6-svg-dev
+    qt6-base-dev qt6-base-dev-tools qt6-base-private-dev qt6-qpa-plugins qt6-wayland
+    qt6-declarative-dev libqt6opengl6-dev qt6-svg-dev
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-templates
     qml6-module-qtquick-layouts qml6-module-qtquick-window qml6-module-qtqml-workerscript
     qml6-module-qtquick-shapes
     libmpv-dev libglib2.0-dev libglib2.0-bin shared-mime-info xdg-utils
     fonts-dejavu-core libgl1-mesa-dri ffmpeg)
-testing=(xvfb xauth xdotool openbox dbus x11-utils x11-xkb-utils imagemagick mpv
+testing=(xvfb xauth xdotool openbox weston dbus x11-utils x11-xkb-utils imagemagick mpv
     desktop-file-utils appstream fuse3 libfuse3-dev)
 sanitizing=(clang-14 libclang-rt-14-dev)
 

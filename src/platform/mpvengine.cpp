@@ -2,9 +2,9 @@
 
 #include "diskjobs.h"
 #include "trace.h"
+#include "windowsystem.h"
 
 #include <QFileInfo>
-#include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QMetaObject>
 #include <QOpenGLContext>
@@ -422,24 +422,27 @@ void *glProcAddress(void *, const char *name)
     return context ? reinterpret_cast<void *>(context->getProcAddress(name)) : nullptr;
 }
 
-// The X11 connection of the application when it runs on X11 (xcb), else null. Hardware
-// decoders share their frames with OpenGL through it. GUI thread.
-void *x11Display()
+// The render parameter that hands mpv the application's display connection, through which
+// hardware decoders share their frames with OpenGL; the list's end where there is none.
+mpv_render_param displayParameter(const WindowSystem::NativeDisplay &display)
 {
-#if QT_CONFIG(xcb)
-    const auto *app = qobject_cast<QGuiApplication *>(QCoreApplication::instance());
-    if (const auto *x11 = app ? app->nativeInterface<QNativeInterface::QX11Application>() : nullptr)
-        return x11->display();
-#endif
-    return nullptr;
+    switch (display.kind) {
+    case WindowSystem::NativeDisplay::Kind::X11:
+        return {MPV_RENDER_PARAM_X11_DISPLAY, display.handle};
+    case WindowSystem::NativeDisplay::Kind::Wayland:
+        return {MPV_RENDER_PARAM_WL_DISPLAY, display.handle};
+    case WindowSystem::NativeDisplay::Kind::None:
+        break;
+    }
+    return {MPV_RENDER_PARAM_INVALID, nullptr};
 }
 
 class MpvVideoRenderer final : public VideoRenderer {
 public:
-    MpvVideoRenderer(std::shared_ptr<MpvCore> core, void *x11Display,
+    MpvVideoRenderer(std::shared_ptr<MpvCore> core, WindowSystem::NativeDisplay display,
                      std::function<void()> frameReady)
         : m_core(std::move(core))
-        , m_x11Display(x11Display)
+        , m_display(display)
         , m_frameReady(std::move(frameReady))
     {
         create();
@@ -508,7 +511,7 @@ private:
         mpv_render_param params[] = {
             {MPV_RENDER_PARAM_API_TYPE, const_cast<char *>(api)},
             {MPV_RENDER_PARAM_OPENGL_INIT_PARAMS, &gl},
-            {m_x11Display ? MPV_RENDER_PARAM_X11_DISPLAY : MPV_RENDER_PARAM_INVALID, m_x11Display},
+            displayParameter(m_display),
             {MPV_RENDER_PARAM_INVALID, nullptr},
         };
         if (mpv_render_context_create(&m_context, m_core->handle, params) < 0) {
@@ -531,7 +534,7 @@ private:
     }
 
     std::shared_ptr<MpvCore> m_core;
-    void *const m_x11Display;
+    const WindowSystem::NativeDisplay m_display;
     std::function<void()> m_frameReady;
     mpv_render_context *m_context = nullptr;
     // The engine's requests for a render (any thread), and how many the last render answered.
@@ -545,7 +548,8 @@ public:
               const MpvEngine::MpvOptions &extraOptions, std::shared_ptr<DiskJobs> diskJobs)
         : m_url(url)
         , m_drawsVideo(options.drawsVideo)
-        , m_x11Display(options.drawsVideo ? x11Display() : nullptr)
+        , m_display(options.drawsVideo ? WindowSystem::nativeDisplay()
+                                       : WindowSystem::NativeDisplay{})
         , m_core(std::make_shared<MpvCore>(url.isLocalFile() ? url.toLocalFile() : QString(),
                                            options.drawsVideo))
         , m_diskJobs(std::move(diskJobs))
@@ -714,7 +718,7 @@ public:
     {
         if (!m_drawsVideo || !m_core->handle)
             return nullptr;
-        return std::make_unique<MpvVideoRenderer>(m_core, m_x11Display, std::move(frameReady));
+        return std::make_unique<MpvVideoRenderer>(m_core, m_display, std::move(frameReady));
     }
 
 private:
@@ -1156,7 +1160,7 @@ private:
 
     const QUrl m_url;
     const bool m_drawsVideo;
-    void *const m_x11Display;
+    const WindowSystem::NativeDisplay m_display;
     std::shared_ptr<MpvCore> m_core;
     const std::shared_ptr<DiskJobs> m_diskJobs;
     std::atomic_bool m_wakeupPosted = false;

@@ -7,6 +7,7 @@
 #include "trace.h"
 #include "windowframes.h"
 #include "windowpresentation.h"
+#include "windowsystem.h"
 
 #include <QEasingCurve>
 #include <QGuiApplication>
@@ -45,7 +46,9 @@ QRect whole(const QRectF &r)
 PreviewWindowDelegate::PreviewWindowDelegate(Preferences &preferences, QObject *parent)
     : QObject(parent)
     , m_preferences(preferences)
-    , m_reducedMotion(prefersReducedMotion)
+    // Without window opacity (Wayland) a fade would be nothing but the frame growing and
+    // shrinking: the window appears and goes at once.
+    , m_reducedMotion([] { return prefersReducedMotion() || !WindowSystem::hasWindowOpacity(); })
 {
     m_settle.setSingleShot(true);
     m_settle.setInterval(kSettleMs);
@@ -103,8 +106,12 @@ void PreviewWindowDelegate::apply(QWindow *window, bool onboarding)
 QRectF PreviewWindowDelegate::savedPlayerFrame(const QRectF &visible) const
 {
     std::optional<QRectF> saved;
-    if (const std::optional<QString> text = m_preferences.stringValue(kFrameKey))
+    if (const std::optional<QString> text = m_preferences.stringValue(kFrameKey)) {
         saved = flipped(rectFromString(*text), primaryHeight());
+        // Where windows have no known place, only the size was kept: it comes back centred.
+        if (!WindowSystem::hasWindowPositions())
+            saved = WindowFrames::centred(saved->size(), visible);
+    }
     return WindowFrames::player(saved, visible).frame;
 }
 
@@ -116,7 +123,12 @@ void PreviewWindowDelegate::savePlayerFrame(QWindow *window)
         return;
     if (window->windowStates() & (Qt::WindowMinimized | Qt::WindowMaximized))
         return; // the frame to come back to is the normal one
-    m_preferences.setString(kFrameKey, rectString(flipped(window->geometry(), primaryHeight())));
+    QRectF frame = window->geometry();
+    // Wayland reports no window positions: rather than a made-up one, the text holds the
+    // size centred on the screen, where the window comes back.
+    if (!WindowSystem::hasWindowPositions())
+        frame = WindowFrames::centred(frame.size(), visibleFrame(window));
+    m_preferences.setString(kFrameKey, rectString(flipped(frame, primaryHeight())));
 }
 
 void PreviewWindowDelegate::fadeIn(QWindow *window)
@@ -137,8 +149,11 @@ void PreviewWindowDelegate::fadeIn(QWindow *window)
 void PreviewWindowDelegate::fadeOut(QWindow *window, std::function<void()> done)
 {
     if (m_reducedMotion()) {
-        window->setOpacity(0);
-        done();
+        if (WindowSystem::hasWindowOpacity())
+            window->setOpacity(0);
+        // Once the close request that asked for the fade-out has been answered: a window
+        // closes only outside its own close request.
+        QTimer::singleShot(0, this, std::move(done));
         return;
     }
     const QRectF from = window->geometry();

@@ -3,15 +3,12 @@
 #include <algorithm>
 
 namespace WindowFrames {
-namespace {
 
 QRectF centred(QSizeF size, const QRectF &visible)
 {
     return {visible.center().x() - size.width() / 2, visible.center().y() - size.height() / 2,
             size.width(), size.height()};
 }
-
-} // namespace
 
 ModeGeometry introduction(const QRectF &visible)
 {

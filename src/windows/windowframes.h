@@ -33,6 +33,8 @@ struct ModeGeometry {
 // The player: the saved frame when it is at least 480 × 320 and at most 20000 × 20000 (centred
 // with its size when it lies wholly outside `visible`), else 980 wide, up to 640 high, centred.
 [[nodiscard]] ModeGeometry player(const std::optional<QRectF> &saved, const QRectF &visible);
+// A frame of `size` centred in `visible`.
+[[nodiscard]] QRectF centred(QSizeF size, const QRectF &visible);
 // `frame` scaled by kFadeScale about its centre.
 [[nodiscard]] QRectF shrunk(const QRectF &frame);
 

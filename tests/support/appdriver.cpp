@@ -4,7 +4,55 @@
 #include <QGuiApplication>
 #include <QPixmap>
 #include <QScreen>
+#include <QSettings>
 #include <QTest>
+
+namespace {
+
+// Whether the tests run on a Wayland compositor (tests/run-wayland.sh) rather than X.
+bool isWayland()
+{
+    return qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+}
+
+// What tests/run-wayland.sh has Weston show where no window is.
+constexpr QRgb kWestonBackground = 0xff133757;
+
+// The compositor's whole output, as weston-screenshooter saves it into its working folder.
+QImage westonScreenshot()
+{
+    QTemporaryDir folder;
+    QProcess shooter;
+    shooter.setWorkingDirectory(folder.path());
+    shooter.start(QStringLiteral("weston-screenshooter"), QStringList());
+    if (!shooter.waitForFinished(10000))
+        return {};
+    const QStringList shots = QDir(folder.path()).entryList({QStringLiteral("*.png")});
+    return shots.isEmpty()
+               ? QImage()
+               : QImage(folder.filePath(shots.first())).convertToFormat(QImage::Format_RGB32);
+}
+
+// The bounding box of what is not the background: the one window there is.
+QRect windowIn(const QImage &screen)
+{
+    QRect box;
+    for (int y = 0; y < screen.height(); ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(screen.constScanLine(y));
+        for (int x = 0; x < screen.width(); ++x) {
+            if ((line[x] | 0xff000000) == kWestonBackground)
+                continue;
+            int last = screen.width() - 1;
+            while ((line[last] | 0xff000000) == kWestonBackground)
+                --last;
+            box |= QRect(x, y, last - x + 1, 1);
+            break;
+        }
+    }
+    return box;
+}
+
+} // namespace
 
 AppDriver::AppDriver(const QString &home, Launch launch)
     : m_home(home.isEmpty() ? m_tempHome.path() : home)
@@ -30,6 +78,11 @@ AppDriver::~AppDriver()
 QString AppDriver::configFile() const
 {
     return m_home + QStringLiteral("/.config/Lunelo/Lunelo.conf");
+}
+
+void AppDriver::setPreference(const QString &key, const QVariant &value)
+{
+    QSettings(configFile(), QSettings::IniFormat).setValue(key, value);
 }
 
 QProcessEnvironment AppDriver::environment() const
@@ -154,6 +207,8 @@ WId AppDriver::window(int timeoutMs)
 
 QRect AppDriver::windowGeometry()
 {
+    if (isWayland())
+        return windowIn(westonScreenshot());
     // xwininfo, not xdotool: xdotool reports the position of a reparented window off by its
     // window manager's title bar.
     QProcess p;
@@ -168,6 +223,14 @@ QRect AppDriver::windowGeometry()
     return {values.value(QStringLiteral("Absolute upper-left X")),
             values.value(QStringLiteral("Absolute upper-left Y")),
             values.value(QStringLiteral("Width")), values.value(QStringLiteral("Height"))};
+}
+
+bool AppDriver::waitForWindowSize(QSize size, int timeoutMs)
+{
+    if (waitForTrace(QStringLiteral("window-shown"), timeoutMs) < 0 ||
+        (!isWayland() && !window(timeoutMs)))
+        return false;
+    return QTest::qWaitFor([&] { return windowGeometry().size() == size; }, timeoutMs);
 }
 
 void AppDriver::resizeWindow(int width, int height)
@@ -193,6 +256,10 @@ void AppDriver::click(QPoint inWindow, int button)
 
 QImage AppDriver::grabWindow()
 {
+    if (isWayland()) {
+        const QImage screen = westonScreenshot();
+        return screen.copy(windowIn(screen));
+    }
     const QRect r = windowGeometry();
     return QGuiApplication::primaryScreen()
         ->grabWindow(0, r.x(), r.y(), r.width(), r.height())

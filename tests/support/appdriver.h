@@ -5,11 +5,14 @@
 #include <QRect>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QVariant>
 
 // Drives the built lunelo binary as a user would: started with its own temporary home and XDG
 // folders (so it never touches real preferences), watched through its trace log, poked with real
-// X input events from xdotool, and looked at through screenshots of the X server. Tests that use
-// it run inside tests/run-x.sh.
+// X input events from xdotool, and looked at through screenshots of the screen. Tests that use
+// it run inside tests/run-x.sh, or tests/run-wayland.sh: there the window is found and looked at
+// in screenshots of the compositor's output (weston-screenshooter), and nothing can send input
+// from outside (a headless Weston has no seat), so the members marked "X only" do nothing useful.
 class AppDriver {
 public:
     enum class Launch {
@@ -26,6 +29,8 @@ public:
 
     [[nodiscard]] QString home() const { return m_home; }
     [[nodiscard]] QString configFile() const; // the preferences file
+    // Writes a preference before the launch, as an earlier run would have left it.
+    void setPreference(const QString &key, const QVariant &value);
     [[nodiscard]] QProcessEnvironment environment() const;
 
     bool start(const QStringList &arguments = {});
@@ -42,18 +47,23 @@ public:
     int waitForTrace(const QString &prefix, int timeoutMs = 10000, int from = 0);
     [[nodiscard]] int traceCount() const { return int(m_trace.size()); }
 
-    // The player window, found by the process id (0 until it is mapped).
+    // The player window, found by the process id (0 until it is mapped). X only.
     WId window(int timeoutMs = 10000);
+    // Where the window is on the screen.
     [[nodiscard]] QRect windowGeometry();
+    // Waits until the window has faded in and shows on the screen at `size`.
+    bool waitForWindowSize(QSize size, int timeoutMs = 10000);
+    // X only.
     void resizeWindow(int width, int height);
-    // Raises the player window and gives it the keyboard.
+    // Raises the player window and gives it the keyboard. X only.
     void activate();
     // Moves the pointer to `inWindow`, in the window's coordinates, and clicks `button` there.
+    // X only.
     void click(QPoint inWindow, int button = 1);
     // The window's content as the screen shows it.
     [[nodiscard]] QImage grabWindow();
 
-    // Runs xdotool with `arguments`; its standard output.
+    // Runs xdotool with `arguments`; its standard output. X only.
     static QString xdotool(const QStringList &arguments, int timeoutMs = 10000);
 
 private:
