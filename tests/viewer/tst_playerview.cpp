@@ -181,9 +181,24 @@ private slots:
         QTRY_COMPARE(shown(f.root(), QStringLiteral("1:35")), 0);
         saveShot(f.view.grabWindow(), QStringLiteral("view-player-hidden"));
 
-        // The pointer in the bottom band brings it back.
+        // The pointer in the bottom band brings it back: both bars fade in.
+        QList<double> bar, top;
+        QQuickItem *duration = itemsWithText(f.root(), QStringLiteral("1:35")).value(0);
+        QQuickItem *title = itemsWithText(f.root(), QStringLiteral("Férias na praia")).value(0);
+        QVERIFY(duration && title);
+        connect(&f.view, &QQuickWindow::afterAnimating, this, [&] {
+            bar << shownOpacity(duration->parentItem());
+            top << shownOpacity(title->parentItem());
+        });
         QTest::mouseMove(&f.view, QPoint(400, 560));
         QTRY_COMPARE(shown(f.root(), QStringLiteral("1:35")), 1);
+        QTRY_COMPARE(shown(f.root(), QStringLiteral("Férias na praia")), 1);
+        const auto midway = [](const QList<double> &opacities) {
+            return std::any_of(opacities.begin(), opacities.end(),
+                               [](double o) { return o > 0.02 && o < 0.98; });
+        };
+        QVERIFY(midway(bar));
+        QVERIFY(midway(top));
     }
 
     void rateKeyFlashesTheToastAndControlsNeverTakeFocus()
