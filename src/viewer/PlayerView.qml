@@ -192,7 +192,13 @@ Item {
 
         anchors.fill: parent
         keys: ["text/uri-list", "text/plain"]
-        onEntered: drag => drag.accept(Qt.CopyAction)
+        // Only a drag that carries a file location is taken, and highlighted.
+        onEntered: drag => {
+            if (drops.fileLocation(drag.urls, drag.hasText ? drag.text : "").toString() !== "")
+                drag.accept(Qt.CopyAction)
+            else
+                drag.accepted = false
+        }
         onDropped: drop => {
             if (drops.handleDrop(drop.urls, drop.hasText ? drop.text : ""))
                 drop.accept(Qt.CopyAction)
