@@ -57,6 +57,7 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
+    void mouseUngrabEvent() override;
     void wheelEvent(QWheelEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
 
@@ -70,6 +71,9 @@ private:
     QElapsedTimer m_uptime;
     std::optional<QPointF> m_lastDrag;
     bool m_didDrag = false;
-    bool m_isSecondClick = false;
     double m_mouseDownTime = 0;
+    // Left presses in quick succession at one place: 1 for a single click, 2 for the second
+    // press of a double click, and so on.
+    int m_clickCount = 0;
+    QPointF m_pressLocation;
 };
