@@ -579,7 +579,8 @@ public:
 
     void setVolume(float volume) override
     {
-        double v = std::clamp(double(volume), 0.0, 1.0) * 100.0;
+        // The volume is a linear gain; mpv's volume v applies a gain of (v / 100)^3.
+        double v = std::cbrt(std::clamp(double(volume), 0.0, 1.0)) * 100.0;
         if (m_core->handle)
             mpv_set_property_async(m_core->handle, 0, "volume", MPV_FORMAT_DOUBLE, &v);
     }
@@ -889,6 +890,10 @@ private:
     {
         if (m_pendingPauseSets > 0)
             return; // an older state; the newer one we asked for is on its way
+        // Only a request to play unpauses the player. mpv's frame-step unpauses the core for
+        // the one frame and pauses it again: no one outside may take that for playing.
+        if (!paused && !m_playRequested)
+            return;
         if (paused != m_paused) {
             m_paused = paused;
             announceTime();
