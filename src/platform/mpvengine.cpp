@@ -361,9 +361,13 @@ MediaError describeFailure(const QString &path, int mpvError)
         return {Code::NoPermissionToRead, QStringLiteral("Sem permissão para ler este vídeo.")};
     if (fd >= 0)
         ::close(fd);
-    if (!QFileInfo::exists(path))
+    const QFileInfo info(path);
+    if (!info.exists())
         return {Code::FileNotFound,
                 QStringLiteral("O vídeo não foi encontrado. Ele pode ter sido movido ou apagado.")};
+    if (info.isDir()) // named like a video, met among a folder's videos
+        return {Code::UnsupportedSource,
+                QStringLiteral("Esta é uma pasta, não um arquivo de vídeo.")};
     switch (mpvError) {
     case MPV_ERROR_UNKNOWN_FORMAT:
         if (looksLikePlaylist(path))

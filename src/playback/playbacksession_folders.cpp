@@ -13,6 +13,9 @@
 #include <QPointer>
 #include <QTimer>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 const QString kFolderBookmarkPrefix = QStringLiteral("folderBookmark:");
@@ -76,8 +79,14 @@ bool PlaybackSession::canReadMedia(const QUrl &url) const
     const QString path = url.toLocalFile();
     if (!QFileInfo(path).isReadable())
         return false;
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly);
+    // Opened as the engine will open it. Something that opens but is no video (a folder named
+    // like one) is the engine's to refuse, with its message; only a file that cannot be opened
+    // asks for its folder. Not blocking: a pipe has no writer to wait for here.
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0)
+        return false;
+    ::close(fd);
+    return true;
 }
 
 bool PlaybackSession::isSandboxed() const

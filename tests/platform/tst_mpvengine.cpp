@@ -148,7 +148,7 @@ private slots:
             << playlist;
         QTest::newRow("mpv edit list") << QByteArray("# mpv EDL v0\n{clip},0,1\n") << playlist;
         QTest::newRow("folder named .mp4")
-            << QByteArray() << "O formato deste arquivo não é reconhecido.";
+            << QByteArray() << "Esta é uma pasta, não um arquivo de vídeo.";
     }
 
     void hostileFileIsRefusedAndNothingItNamesIsOpened()
