@@ -214,12 +214,16 @@ bool PreviewWindowDelegate::windowShouldClose(QWindow *window)
         m_settle.stop();
         savePlayerFrame(window);
         const QPointer<QWindow> target(window);
+        m_isAnswering = true;
         fadeOut(window, [this, target] {
             m_closeNow = true;
-            if (target)
+            if (target && !m_isAnswering)
                 target->close();
         });
-        return false;
+        m_isAnswering = false;
+        // Without motion the fade ends at once, inside this request, where a close() of the
+        // window would be lost: the answer closes it.
+        return m_closeNow;
     }
     // A second request during the fade-out, or a window in full screen: at once.
     if (!m_isClosing)

@@ -95,9 +95,22 @@ private slots:
         QVERIFY2(lit > 10, qPrintable(QString::number(lit)));
     }
 
+    // Closed with its fade, or at once without motion (and then the process ends as well).
+    void playerFrameSurvivesARelaunch_data()
+    {
+        QTest::addColumn<bool>("reducedMotion");
+        QTest::addColumn<QString>("close");
+        QTest::newRow("fading, Ctrl+Q") << false << "ctrl+q";
+        QTest::newRow("reduced motion, Escape") << true << "Escape";
+    }
+
     void playerFrameSurvivesARelaunch()
     {
+        QFETCH(bool, reducedMotion);
+        QFETCH(QString, close);
         AppDriver first;
+        if (reducedMotion)
+            first.reduceMotion();
         QVERIFY(first.start({testMedia(QStringLiteral("asym.mp4"))}));
         const QString id = QString::number(first.window());
         AppDriver::xdotool(
@@ -107,7 +120,7 @@ private slots:
         QTRY_VERIFY(QFile(first.configFile()).exists());
         QTest::qWait(600); // the frame is saved once it stops moving
         first.activate();
-        key(QStringLiteral("ctrl+q"));
+        key(close);
         QCOMPARE(first.waitForExit(), 0);
 
         AppDriver again(first.home());
