@@ -106,6 +106,9 @@ Item {
                 chrome.pulseRate()
             }
             onSkip: seconds => view.session.skip(seconds)
+            // Down to the top bar, which moves the window too while it shows.
+            titleStrip: 16
+            onTitleDragged: view.Window.window.startSystemMove()
         }
     }
 

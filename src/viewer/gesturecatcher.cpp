@@ -90,7 +90,16 @@ void GestureCatcher::press(QPointF location)
     forceActiveFocus();
     m_lastDrag = location;
     m_didDrag = false;
+    m_isMovingWindow = false;
     m_mouseDownTime = now();
+}
+
+void GestureCatcher::setTitleStrip(double height)
+{
+    if (m_titleStrip == height)
+        return;
+    m_titleStrip = height;
+    emit titleStripChanged();
 }
 
 void GestureCatcher::mousePressEvent(QMouseEvent *event)
@@ -129,10 +138,19 @@ void GestureCatcher::mouseMoveEvent(QMouseEvent *event)
         m_lastDrag = p;
         return;
     }
+    if (m_isMovingWindow)
+        return; // the window manager has the pointer
     const QPointF last = *m_lastDrag;
     // Compared with the previous drag event, not with the press: a slow creep never drags.
-    if (std::abs(p.x() - last.x()) > kDragThreshold || std::abs(p.y() - last.y()) > kDragThreshold)
+    if (std::abs(p.x() - last.x()) > kDragThreshold ||
+        std::abs(p.y() - last.y()) > kDragThreshold) {
+        if (!m_didDrag && m_pressLocation.y() < m_titleStrip) {
+            m_isMovingWindow = true;
+            emit titleDragged();
+            return;
+        }
         m_didDrag = true;
+    }
     if (m_didDrag)
         emit pan(QSizeF(p.x() - last.x(), p.y() - last.y()), false);
     m_lastDrag = p;
@@ -145,15 +163,16 @@ void GestureCatcher::mouseReleaseEvent(QMouseEvent *event)
         return;
     if (m_didDrag)
         emit pan(QSizeF(0, 0), true);
-    else if (m_clickCount == 1 && now() - m_mouseDownTime < kClickSeconds)
+    else if (!m_isMovingWindow && m_clickCount == 1 && now() - m_mouseDownTime < kClickSeconds)
         emit clicked();
     m_lastDrag.reset();
     m_didDrag = false;
+    m_isMovingWindow = false;
 }
 
 void GestureCatcher::mouseUngrabEvent()
 {
-    // Something else took the press over (the window's move strip): the press ends here.
+    // The press went elsewhere (the window manager took the pointer): it ends here.
     if (m_didDrag)
         emit pan(QSizeF(0, 0), true);
     m_lastDrag.reset();

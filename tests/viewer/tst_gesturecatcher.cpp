@@ -133,6 +133,21 @@ private slots:
         QCOMPARE(panDelta(f.pan, 2), QSizeF(0, 0));
         QVERIFY(panEnded(f.pan, 2));
         QCOMPARE(f.clicked.count(), 1); // no click after a drag
+
+        // In the title strip a drag moves the window instead, and a click is still a click.
+        QSignalSpy titleDragged(f.catcher, &GestureCatcher::titleDragged);
+        f.catcher->setTitleStrip(16);
+        f.clock += 5;
+        f.mouse(QEvent::MouseButtonPress, {100, 10});
+        f.drag(QPointF(103, 12));
+        f.drag(QPointF(110, 20));
+        f.mouse(QEvent::MouseButtonRelease, {110, 20});
+        QCOMPARE(titleDragged.count(), 1);
+        QCOMPARE(f.pan.count(), 3);
+        f.clock += 5;
+        f.mouse(QEvent::MouseButtonPress, {100, 10});
+        f.mouse(QEvent::MouseButtonRelease, {100, 10});
+        QCOMPARE(f.clicked.count(), 2);
     }
 
     void dragWithoutPressOnlyRecords()
