@@ -12,7 +12,7 @@ build=(cmake g++ ninja-build pkg-config
     libmpv-dev libglib2.0-dev libglib2.0-bin shared-mime-info xdg-utils
     fonts-dejavu-core libgl1-mesa-dri ffmpeg)
 testing=(xvfb xauth xdotool openbox dbus x11-utils x11-xkb-utils imagemagick mpv
-    desktop-file-utils appstream gsettings-desktop-schemas)
+    desktop-file-utils appstream gsettings-desktop-schemas qt6-gtk-platformtheme)
 sanitizing=(clang-14 libclang-rt-14-dev)
 
 wanted=("${build[@]}")
