@@ -70,10 +70,14 @@ private slots:
                 dialog->reject();
                 return;
             }
-            if (panel.choice == FilePanels::Choice::Folder)
+            if (panel.choice == FilePanels::Choice::Folder) {
                 dialog->setDirectory(root.filePath(choose)); // in it, as the user goes
-            else
+            } else {
+                // Qt's own dialog takes no selection while its name field has the focus.
+                if (QWidget *focused = dialog->focusWidget())
+                    focused->clearFocus();
                 dialog->selectFile(root.filePath(choose));
+            }
             static_cast<QDialog *>(dialog)->accept(); // as the confirming button does
         });
         const std::optional<QUrl> chosen = createFilePanels()->runModal(panel);
