@@ -25,8 +25,8 @@ constexpr double kSeekTolerance = 0.25;
 
 // The player properties announced through PropertiesChanged; the position never is.
 constexpr const char *kAnnounced[] = {
-    "PlaybackStatus", "Metadata", "Rate",     "Volume",  "CanGoNext",
-    "CanGoPrevious",  "CanPlay",  "CanPause", "CanSeek",
+    "PlaybackStatus", "LoopStatus",    "Metadata", "Rate",     "Volume",
+    "CanGoNext",      "CanGoPrevious", "CanPlay",  "CanPause", "CanSeek",
 };
 
 qlonglong microseconds(double seconds)
@@ -91,6 +91,7 @@ class MprisPlayerAdaptor : public QDBusAbstractAdaptor {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.mpris.MediaPlayer2.Player")
     Q_PROPERTY(QString PlaybackStatus READ playbackStatus)
+    Q_PROPERTY(QString LoopStatus READ loopStatus WRITE setLoopStatus)
     Q_PROPERTY(QVariantMap Metadata READ metadata)
     Q_PROPERTY(qlonglong Position READ position)
     Q_PROPERTY(double Rate READ rate WRITE setRate)
@@ -113,6 +114,8 @@ public:
     }
 
     QString playbackStatus() const { return m_service->playbackStatus(); }
+    QString loopStatus() const { return m_service->loopStatus(); }
+    void setLoopStatus(const QString &status) { m_service->setLoopStatus(status); }
     QVariantMap metadata() const { return m_service->metadata(); }
     qlonglong position() const { return m_service->position(); }
     double rate() const { return m_service->rate(); }
@@ -164,10 +167,11 @@ MprisService::MprisService(PlaybackSession &session, AppDelegate &delegate, QObj
                             QStringLiteral("/org/lunelo/Lunelo/track/%1").arg(++m_trackCount));
         scheduleChanges();
     });
-    for (const auto changed : {&PlaybackSession::titleChanged, &PlaybackSession::durationChanged,
-                               &PlaybackSession::isPlayingChanged, &PlaybackSession::isReadyChanged,
-                               &PlaybackSession::errorMessageChanged, &PlaybackSession::rateChanged,
-                               &PlaybackSession::volumeChanged})
+    for (const auto changed :
+         {&PlaybackSession::titleChanged, &PlaybackSession::durationChanged,
+          &PlaybackSession::isPlayingChanged, &PlaybackSession::isReadyChanged,
+          &PlaybackSession::errorMessageChanged, &PlaybackSession::rateChanged,
+          &PlaybackSession::volumeChanged, &PlaybackSession::isRepeatingChanged})
         connect(&session, changed, this, &MprisService::scheduleChanges);
     connect(&session, &PlaybackSession::currentTimeChanged, this, &MprisService::positionObserved);
     m_sinceLastPosition.start();
@@ -210,6 +214,19 @@ QString MprisService::playbackStatus() const
     if (!hasFile() || !m_session.errorMessage().isEmpty())
         return QStringLiteral("Stopped");
     return m_session.isPlaying() ? QStringLiteral("Playing") : QStringLiteral("Paused");
+}
+
+QString MprisService::loopStatus() const
+{
+    return m_session.isRepeating() ? QStringLiteral("Track") : QStringLiteral("None");
+}
+
+void MprisService::setLoopStatus(const QString &status)
+{
+    if (status == QLatin1String("None"))
+        m_session.setRepeating(false);
+    else if (status == QLatin1String("Track") || status == QLatin1String("Playlist"))
+        m_session.setRepeating(true);
 }
 
 QVariantMap MprisService::metadata() const

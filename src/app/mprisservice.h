@@ -37,6 +37,10 @@ public:
     void setRate(double rate);
     [[nodiscard]] double volume() const;
     void setVolume(double volume);
+    // The session's repeat: "None" or "Track". "Playlist" turns it on too: there is no list
+    // to loop, and a panel that cycles through the three would otherwise never turn it on.
+    [[nodiscard]] QString loopStatus() const;
+    void setLoopStatus(const QString &status);
     [[nodiscard]] bool hasFile() const;
     [[nodiscard]] bool canPlay() const;
     [[nodiscard]] bool canSeek() const;

@@ -47,6 +47,8 @@ void OnboardingStore::complete()
 
 void OnboardingStore::activate()
 {
+    if (m_isActivating)
+        return; // one claim at a time
     setActivating(true);
     setStatusText({});
     if (m_alreadyDefault) {

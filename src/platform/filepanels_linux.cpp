@@ -1,4 +1,5 @@
 #include "filepanels.h"
+#include "folderaccess.h"
 
 #include <QFileDialog>
 #include <QGridLayout>
@@ -33,8 +34,9 @@ QString videoNameFilter()
 }
 
 // Qt's own dialog has no place for a message: it goes in a line below the file list, once the
-// dialog built its widgets. A desktop chooser shows none (neither GTK's nor the portal's has
-// one), so there only the title and the button explain the request.
+// dialog built its widgets. The desktop's choosers (GTK's, the portal's) have none at all, so a
+// panel with a message is Qt's own; except in Flatpak, where only the portal's chooser reaches
+// the folder, and the message follows the title, the one text every chooser shows.
 class MessageFileDialog final : public QFileDialog {
 public:
     explicit MessageFileDialog(QString message)
@@ -65,8 +67,13 @@ class LinuxFilePanels final : public FilePanels {
 public:
     std::optional<QUrl> runModal(const OpenPanel &panel) override
     {
-        MessageFileDialog dialog(panel.message);
-        dialog.setWindowTitle(panel.title);
+        const bool portal = runsInFlatpak();
+        MessageFileDialog dialog(portal ? QString() : panel.message);
+        dialog.setWindowTitle(portal && !panel.message.isEmpty()
+                                  ? panel.title + QStringLiteral(" — ") + panel.message
+                                  : panel.title);
+        if (!portal && !panel.message.isEmpty())
+            dialog.setOption(QFileDialog::DontUseNativeDialog);
         dialog.setWindowModality(Qt::ApplicationModal);
         dialog.setAcceptMode(QFileDialog::AcceptOpen);
         dialog.setLabelText(QFileDialog::Accept, panel.prompt);

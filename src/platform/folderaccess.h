@@ -35,6 +35,10 @@ public:
     [[nodiscard]] virtual std::optional<Resolved> resolveBookmark(const QByteArray &bookmark) = 0;
 };
 
+// Whether the process runs in Flatpak's sandbox, where only the desktop's own (portal) choosers
+// reach files outside it. Linux only.
+[[nodiscard]] bool runsInFlatpak();
+
 // This platform's folder access. Linux: outside Flatpak nothing is confined, access always
 // starts and a bookmark is the folder's path; inside Flatpak the process is sandboxed and a
 // folder is reachable once the user chose it in the (portal's) folder chooser.

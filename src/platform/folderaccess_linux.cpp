@@ -47,8 +47,13 @@ private:
 
 } // namespace
 
-std::unique_ptr<FolderAccess> createFolderAccess()
+bool runsInFlatpak()
 {
     // Flatpak mounts this file into every sandbox it runs.
-    return std::make_unique<LinuxFolderAccess>(QFileInfo::exists(QStringLiteral("/.flatpak-info")));
+    return QFileInfo::exists(QStringLiteral("/.flatpak-info"));
+}
+
+std::unique_ptr<FolderAccess> createFolderAccess()
+{
+    return std::make_unique<LinuxFolderAccess>(runsInFlatpak());
 }

@@ -398,9 +398,13 @@ MediaError describeFailure(const QString &path, int mpvError)
         return {Code::NoPermissionToRead, QStringLiteral("Sem permissão para ler este vídeo.")};
     if (fd >= 0)
         ::close(fd);
-    if (!QFileInfo::exists(path))
+    const QFileInfo info(path);
+    if (!info.exists())
         return {Code::FileNotFound,
                 QStringLiteral("O vídeo não foi encontrado. Ele pode ter sido movido ou apagado.")};
+    if (info.isDir()) // named like a video, met among a folder's videos
+        return {Code::UnsupportedSource,
+                QStringLiteral("Esta é uma pasta, não um arquivo de vídeo.")};
     switch (mpvError) {
     case MPV_ERROR_UNKNOWN_FORMAT:
         if (looksLikePlaylist(path))
@@ -635,7 +639,8 @@ public:
 
     void setVolume(float volume) override
     {
-        double v = std::clamp(double(volume), 0.0, 1.0) * 100.0;
+        // The volume is a linear gain; mpv's volume v applies a gain of (v / 100)^3.
+        double v = std::cbrt(std::clamp(double(volume), 0.0, 1.0)) * 100.0;
         if (m_core->handle)
             mpv_set_property_async(m_core->handle, 0, "volume", MPV_FORMAT_DOUBLE, &v);
     }
@@ -945,6 +950,10 @@ private:
     {
         if (m_pendingPauseSets > 0)
             return; // an older state; the newer one we asked for is on its way
+        // Only a request to play unpauses the player. mpv's frame-step unpauses the core for
+        // the one frame and pauses it again: no one outside may take that for playing.
+        if (!paused && !m_playRequested)
+            return;
         if (paused != m_paused) {
             m_paused = paused;
             announceTime();

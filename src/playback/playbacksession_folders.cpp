@@ -150,6 +150,8 @@ bool PlaybackSession::canReadMedia(const QUrl &url)
         return true;
     if (::access(path.constData(), R_OK) != 0)
         return false;
+    // Opened as the engine will open it. Something that opens but is no video (a folder named
+    // like one) is the engine's to refuse, with its message; only what cannot be opened asks.
     const int fd = ::open(path.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (fd < 0)
         return false;

@@ -41,9 +41,15 @@ Rectangle {
         onClicked: intro.Window.window.close()
     }
 
-    Keys.onReturnPressed: primaryButton.clicked()
-    Keys.onEnterPressed: primaryButton.clicked()
-    focus: true
+    // The primary button is the default button: Return presses it, whatever has the focus,
+    // except while it is disabled by a claim under way.
+    Shortcut {
+        sequences: ["Return", "Enter"]
+        onActivated: {
+            if (primaryButton.enabled)
+                primaryButton.clicked()
+        }
+    }
 
     ColumnLayout {
         anchors.horizontalCenter: parent.horizontalCenter

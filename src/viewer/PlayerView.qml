@@ -106,6 +106,9 @@ Item {
                 chrome.pulseRate()
             }
             onSkip: seconds => view.session.skip(seconds)
+            // Down to the top bar, which moves the window too while it shows.
+            titleStrip: 16
+            onTitleDragged: view.Window.window.startSystemMove()
         }
     }
 
@@ -192,7 +195,13 @@ Item {
 
         anchors.fill: parent
         keys: ["text/uri-list", "text/plain"]
-        onEntered: drag => drag.accept(Qt.CopyAction)
+        // Only a drag that carries a file location is taken, and highlighted.
+        onEntered: drag => {
+            if (drops.fileLocation(drag.urls, drag.hasText ? drag.text : "").toString() !== "")
+                drag.accept(Qt.CopyAction)
+            else
+                drag.accepted = false
+        }
         onDropped: drop => {
             if (drops.handleDrop(drop.urls, drop.hasText ? drop.text : ""))
                 drop.accept(Qt.CopyAction)

@@ -31,7 +31,10 @@ void ChromeVisibility::setFlag(bool &flag, bool value, void (ChromeVisibility::*
     flag = value;
     emit(this->*changed)();
     if (chromeVisible() != wasVisible) {
-        m_fading = &flag == &m_showChrome;
+        if (const bool fading = &flag == &m_showChrome; fading != m_fading) {
+            m_fading = fading;
+            emit fadingChanged();
+        }
         Trace::event("chrome",
                      chromeVisible() ? QStringLiteral("shown") : QStringLiteral("hidden"));
         emit chromeVisibleChanged();
@@ -40,10 +43,11 @@ void ChromeVisibility::setFlag(bool &flag, bool value, void (ChromeVisibility::*
 
 void ChromeVisibility::setHoveringBar(bool hovering)
 {
-    setFlag(m_hoveringBar, hovering, &ChromeVisibility::hoveringBarChanged);
+    // Shown first, then held: coming from hidden, the bars fade in like any other showing.
     if (hovering)
         showForInput();
-    else
+    setFlag(m_hoveringBar, hovering, &ChromeVisibility::hoveringBarChanged);
+    if (!hovering)
         scheduleChromeHide(kLeaveDelay);
 }
 
@@ -106,10 +110,10 @@ void ChromeVisibility::updateBarProximity(QPointF position, double viewHeight)
         position.x() >= 0 && viewHeight - kBottomBand <= position.y() && position.y() <= viewHeight;
     if (near == m_cursorNearBar)
         return; // moving inside or outside the band touches nothing
-    setFlag(m_cursorNearBar, near, &ChromeVisibility::cursorNearBarChanged);
     if (near)
         showForInput();
-    else
+    setFlag(m_cursorNearBar, near, &ChromeVisibility::cursorNearBarChanged);
+    if (!near)
         scheduleChromeHide(kLeaveDelay);
 }
 

@@ -27,8 +27,9 @@ class ChromeVisibility : public QObject {
     Q_PROPERTY(bool menuOpen READ menuOpen WRITE setMenuOpen NOTIFY menuOpenChanged FINAL)
     // Shown by an event or held: the bars show.
     Q_PROPERTY(bool chromeVisible READ chromeVisible NOTIFY chromeVisibleChanged FINAL)
-    // The last change of `chromeVisible` came from `showChrome`: the bars fade for those only.
-    Q_PROPERTY(bool fading READ fading NOTIFY chromeVisibleChanged FINAL)
+    // The last change of `chromeVisible` came with a change of `showChrome`: the bars fade for
+    // those only. Announced before the change it describes, so the bars know how to take it.
+    Q_PROPERTY(bool fading READ fading NOTIFY fadingChanged FINAL)
     Q_PROPERTY(bool ratePulse READ ratePulse NOTIFY ratePulseChanged FINAL)
     // The command hub whose "rate nudged" command pulses the toast.
     Q_PROPERTY(Commands *commands READ commands WRITE setCommands NOTIFY commandsChanged FINAL)
@@ -77,6 +78,7 @@ signals:
     void showVolumeChanged();
     void menuOpenChanged();
     void chromeVisibleChanged();
+    void fadingChanged();
     void ratePulseChanged();
     void commandsChanged();
 

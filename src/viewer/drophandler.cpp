@@ -5,6 +5,8 @@
 
 #include <QMimeDatabase>
 
+#include <algorithm>
+
 namespace {
 
 const QString kNotAVideo = QStringLiteral("Isso não é um vídeo que o Lunelo consiga abrir.");
@@ -33,31 +35,34 @@ bool DropHandler::isVideo(const QUrl &url)
         return true;
     if (extension.isEmpty())
         return false;
-    // By extension only: the file's contents are the engine's to judge.
-    const QMimeType type = QMimeDatabase().mimeTypeForFile(name, QMimeDatabase::MatchExtension);
-    if (!type.isValid() || type.isDefault())
-        return false;
-    if (isAudiovisual(type.name()))
-        return true;
-    const QStringList ancestors = type.allAncestors();
-    return std::any_of(ancestors.begin(), ancestors.end(), isAudiovisual);
+    // By extension only: the file's contents are the engine's to judge. An extension may name
+    // several types; any of them will do.
+    const QList<QMimeType> types = QMimeDatabase().mimeTypesForFileName(name);
+    return std::any_of(types.begin(), types.end(), [](const QMimeType &type) {
+        const QStringList ancestors = type.allAncestors();
+        return isAudiovisual(type.name()) ||
+               std::any_of(ancestors.begin(), ancestors.end(), isAudiovisual);
+    });
+}
+
+QUrl DropHandler::fileLocation(const QList<QUrl> &urls, const QString &text)
+{
+    if (!urls.isEmpty())
+        return urls.first().isLocalFile() ? urls.first() : QUrl();
+    QString path = text;
+    while (path.endsWith(QLatin1Char('\n')) || path.endsWith(QLatin1Char('\r')))
+        path.chop(1);
+    if (path.startsWith(QLatin1String("file:")))
+        return QUrl(path).isLocalFile() ? QUrl(path) : QUrl();
+    return path.startsWith(QLatin1Char('/')) ? QUrl::fromLocalFile(path) : QUrl();
 }
 
 bool DropHandler::handleDrop(const QList<QUrl> &urls, const QString &text)
 {
-    QUrl location;
-    if (!urls.isEmpty()) {
-        location = urls.first();
-    } else if (!text.isEmpty()) {
-        QString path = text;
-        while (path.endsWith(QLatin1Char('\n')) || path.endsWith(QLatin1Char('\r')))
-            path.chop(1);
-        location = QUrl::fromLocalFile(path);
-    } else {
+    const QUrl location = fileLocation(urls, text);
+    if (location.isEmpty())
         return false;
-    }
-    // Accepted from here on; a location that is no local file is dropped silently.
-    if (!m_session || !location.isLocalFile())
+    if (!m_session)
         return true;
     if (isVideo(location))
         m_session->open(location);

@@ -20,12 +20,16 @@ public:
     [[nodiscard]] PlaybackSession *session() const { return m_session; }
     void setSession(PlaybackSession *session);
 
-    // Takes a drop of `urls` (the first one counts) or, without any, of `text` naming a path.
-    // False when there is nothing to take; otherwise the drop is accepted, video or not.
+    // The file location a drag carries: its first URL, or the path its text names (an absolute
+    // path or a file URL); empty when it carries none, such as a web address or a word of text.
+    Q_INVOKABLE static QUrl fileLocation(const QList<QUrl> &urls, const QString &text);
+
+    // Takes a drop of `urls` or `text`. False when it carries no file location (it is refused);
+    // otherwise the drop is accepted, video or not.
     Q_INVOKABLE bool handleDrop(const QList<QUrl> &urls, const QString &text);
 
-    // A video by its extension, or by the type the desktop's MIME database gives it (any video
-    // or audio type).
+    // A video by its extension, or by a type the desktop's MIME database gives that extension
+    // (any video or audio type; "clip.ts" is also a translation file).
     [[nodiscard]] static bool isVideo(const QUrl &url);
 
 signals:

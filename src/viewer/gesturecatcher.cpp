@@ -8,6 +8,7 @@
 #include <QMouseEvent>
 #include <QNativeGestureEvent>
 #include <QQuickWindow>
+#include <QStyleHints>
 #include <QWheelEvent>
 
 #include <cmath>
@@ -89,7 +90,16 @@ void GestureCatcher::press(QPointF location)
     forceActiveFocus();
     m_lastDrag = location;
     m_didDrag = false;
+    m_isMovingWindow = false;
     m_mouseDownTime = now();
+}
+
+void GestureCatcher::setTitleStrip(double height)
+{
+    if (m_titleStrip == height)
+        return;
+    m_titleStrip = height;
+    emit titleStripChanged();
 }
 
 void GestureCatcher::mousePressEvent(QMouseEvent *event)
@@ -100,34 +110,47 @@ void GestureCatcher::mousePressEvent(QMouseEvent *event)
         emit smartZoom(event->position());
         return;
     }
-    m_isSecondClick = false;
+    // Qt marks only the second press of a series as a double click; counted here, a third
+    // quick press is no single click either.
+    const QStyleHints *hints = QGuiApplication::styleHints();
+    const double distance = hints->mouseDoubleClickDistance();
+    const QPointF moved = event->position() - m_pressLocation;
+    const bool inSeries = now() - m_mouseDownTime < hints->mouseDoubleClickInterval() / 1000.0 &&
+                          std::abs(moved.x()) <= distance && std::abs(moved.y()) <= distance;
+    m_clickCount = inSeries ? m_clickCount + 1 : 1;
+    m_pressLocation = event->position();
     press(event->position());
 }
 
 void GestureCatcher::mouseDoubleClickEvent(QMouseEvent *event)
 {
+    // Its press came first and was counted; a right one asked for smart zoom already.
     event->accept();
-    if (event->button() == Qt::RightButton) {
-        emit smartZoom(event->position());
-        return;
-    }
-    // The second press of a double click: its release is no click of its own.
-    m_isSecondClick = true;
-    press(event->position());
 }
 
 void GestureCatcher::mouseMoveEvent(QMouseEvent *event)
 {
     event->accept();
+    if (!event->buttons().testFlag(Qt::LeftButton))
+        return; // only the left button drags
     const QPointF p = event->position();
     if (!m_lastDrag) {
         m_lastDrag = p;
         return;
     }
+    if (m_isMovingWindow)
+        return; // the window manager has the pointer
     const QPointF last = *m_lastDrag;
     // Compared with the previous drag event, not with the press: a slow creep never drags.
-    if (std::abs(p.x() - last.x()) > kDragThreshold || std::abs(p.y() - last.y()) > kDragThreshold)
+    if (std::abs(p.x() - last.x()) > kDragThreshold ||
+        std::abs(p.y() - last.y()) > kDragThreshold) {
+        if (!m_didDrag && m_pressLocation.y() < m_titleStrip) {
+            m_isMovingWindow = true;
+            emit titleDragged();
+            return;
+        }
         m_didDrag = true;
+    }
     if (m_didDrag)
         emit pan(QSizeF(p.x() - last.x(), p.y() - last.y()), false);
     m_lastDrag = p;
@@ -140,11 +163,20 @@ void GestureCatcher::mouseReleaseEvent(QMouseEvent *event)
         return;
     if (m_didDrag)
         emit pan(QSizeF(0, 0), true);
-    else if (!m_isSecondClick && now() - m_mouseDownTime < kClickSeconds)
+    else if (!m_isMovingWindow && m_clickCount == 1 && now() - m_mouseDownTime < kClickSeconds)
         emit clicked();
     m_lastDrag.reset();
     m_didDrag = false;
-    m_isSecondClick = false;
+    m_isMovingWindow = false;
+}
+
+void GestureCatcher::mouseUngrabEvent()
+{
+    // The press went elsewhere (the window manager took the pointer): it ends here.
+    if (m_didDrag)
+        emit pan(QSizeF(0, 0), true);
+    m_lastDrag.reset();
+    m_didDrag = false;
 }
 
 void GestureCatcher::wheelEvent(QWheelEvent *event)

@@ -20,6 +20,9 @@
 class GestureCatcher : public QQuickItem {
     Q_OBJECT
     QML_ELEMENT
+    // The height of the band along the top edge where a drag moves the window instead of
+    // panning, as a title bar would; clicks there are clicks all the same. Points; 0 for none.
+    Q_PROPERTY(double titleStrip READ titleStrip WRITE setTitleStrip NOTIFY titleStripChanged FINAL)
 
 public:
     // Movement beyond this between two drag events, on either axis, makes a press a drag.
@@ -34,6 +37,9 @@ public:
 
     explicit GestureCatcher(QQuickItem *parent = nullptr);
 
+    [[nodiscard]] double titleStrip() const { return m_titleStrip; }
+    void setTitleStrip(double height);
+
     // The clock of click timing, in seconds; replaceable for tests.
     void setClock(std::function<double()> clock) { m_clock = std::move(clock); }
 
@@ -47,6 +53,9 @@ signals:
     void fullscreenPressed();
     void rateStep(int step);
     void skip(double seconds);
+    // A drag began in the title strip: the window should follow the pointer.
+    void titleDragged();
+    void titleStripChanged();
 
 protected:
     bool event(QEvent *event) override;
@@ -57,6 +66,7 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
+    void mouseUngrabEvent() override;
     void wheelEvent(QWheelEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
 
@@ -68,8 +78,13 @@ private:
 
     std::function<double()> m_clock;
     QElapsedTimer m_uptime;
+    double m_titleStrip = 0;
     std::optional<QPointF> m_lastDrag;
     bool m_didDrag = false;
-    bool m_isSecondClick = false;
+    bool m_isMovingWindow = false; // the press became a drag of the window
     double m_mouseDownTime = 0;
+    // Left presses in quick succession at one place: 1 for a single click, 2 for the second
+    // press of a double click, and so on.
+    int m_clickCount = 0;
+    QPointF m_pressLocation;
 };

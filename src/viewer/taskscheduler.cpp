@@ -15,8 +15,9 @@ public:
         timer->setSingleShot(true);
         timer->setTimerType(Qt::PreciseTimer);
         QObject::connect(timer, &QTimer::timeout, timer, [this, id, task = std::move(task)] {
-            finish(id);
-            task();
+            // A timeout already queued when the task was cancelled still arrives: it is gone.
+            if (finish(id))
+                task();
         });
         m_timers.emplace(id, timer);
         timer->start(int(std::lround(seconds * 1000.0)));
@@ -32,13 +33,16 @@ public:
     }
 
 private:
-    void finish(TaskId id)
+    // Stops the task's timer and forgets it; false when it ran or was cancelled already.
+    bool finish(TaskId id)
     {
         const auto it = m_timers.find(id);
         if (it == m_timers.end())
-            return;
+            return false;
+        it->second->stop();
         it->second->deleteLater();
         m_timers.erase(it);
+        return true;
     }
 
     TaskId m_lastId = 0;

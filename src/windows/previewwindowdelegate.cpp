@@ -151,9 +151,7 @@ void PreviewWindowDelegate::fadeOut(QWindow *window, std::function<void()> done)
     if (m_reducedMotion()) {
         if (WindowSystem::hasWindowOpacity())
             window->setOpacity(0);
-        // Once the close request that asked for the fade-out has been answered: a window
-        // closes only outside its own close request.
-        QTimer::singleShot(0, this, std::move(done));
+        done();
         return;
     }
     const QRectF from = window->geometry();
@@ -229,12 +227,16 @@ bool PreviewWindowDelegate::windowShouldClose(QWindow *window)
         m_settle.stop();
         savePlayerFrame(window);
         const QPointer<QWindow> target(window);
+        m_isAnswering = true;
         fadeOut(window, [this, target] {
             m_closeNow = true;
-            if (target)
+            if (target && !m_isAnswering)
                 target->close();
         });
-        return false;
+        m_isAnswering = false;
+        // Without motion the fade ends at once, inside this request, where a close() of the
+        // window would be lost: the answer closes it.
+        return m_closeNow;
     }
     // A second request during the fade-out, or a window in full screen: at once.
     if (!m_isClosing)

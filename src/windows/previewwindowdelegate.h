@@ -64,6 +64,7 @@ private:
     bool m_didFadeIn = false;
     bool m_isClosing = false;
     bool m_closeNow = false;
+    bool m_isAnswering = false; // inside windowShouldClose()
     QTimer m_settle;
     QPointer<QVariantAnimation> m_animation;
     std::function<bool()> m_reducedMotion;

@@ -1,5 +1,5 @@
 // The chrome of the real application: shown when a video opens, gone 1.1 s later, back when
-// the pointer reaches the bottom of the window.
+// the pointer reaches the bottom of the window; the window's top edge moves it all the while.
 #include "appdriver.h"
 #include "testsupport.h"
 
@@ -55,6 +55,29 @@ private slots:
         // Holding still in the band keeps it up.
         QTest::qWait(2000);
         QVERIFY(!app.trace().mid(mark).contains(QStringLiteral("chrome hidden")));
+
+        // Hidden again, a click at the window's top edge still pauses, and a drag there moves
+        // the window instead of panning the picture.
+        const int away = app.traceCount();
+        const auto pointer = [&](int x, int y) {
+            AppDriver::xdotool({QStringLiteral("mousemove"), QString::number(origin.x() + x),
+                                QString::number(origin.y() + y)});
+            QTest::qWait(100);
+        };
+        pointer(400, 300);
+        QVERIFY(app.waitForTrace(QStringLiteral("chrome hidden"), 10000, away) >= 0);
+        app.click(QPoint(300, 10));
+        QVERIFY(app.waitForTrace(QStringLiteral("paused"), 10000, away) >= 0);
+        QTest::qWait(1500); // hidden again, and past a double click
+        const int drag = app.traceCount();
+        pointer(400, 10);
+        AppDriver::xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
+        for (int step = 1; step <= 5; ++step)
+            pointer(400 + 20 * step, 10 + 10 * step);
+        AppDriver::xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+        // The window follows the pointer from where the drag began to move it (a step in).
+        QTRY_COMPARE(app.windowGeometry().topLeft(), origin + QPoint(80, 40));
+        QVERIFY(!app.trace().mid(drag).contains(QStringLiteral("playing")));
     }
 };
 

@@ -54,7 +54,7 @@ private slots:
             QVERIFY(change.first != QStringLiteral("Position"));
     }
 
-    void seekingRateAndVolumeLandWhereAsked()
+    void seekingRateVolumeAndRepeatLandWhereAsked()
     {
         AppDriver app;
         MprisClient mpris;
@@ -80,6 +80,14 @@ private slots:
         mpris.set(QStringLiteral("Volume"), 0.25);
         QVERIFY(mpris.announced(QStringLiteral("Volume"), 0.25));
         QCOMPARE(mpris.get(QStringLiteral("Volume")).toDouble(), 0.25);
+
+        // Repeat: "Playlist" turns it on as "Track" does; the B key shows on the bus.
+        QCOMPARE(mpris.get(QStringLiteral("LoopStatus")), QStringLiteral("None"));
+        mpris.set(QStringLiteral("LoopStatus"), QStringLiteral("Playlist"));
+        QVERIFY(mpris.announced(QStringLiteral("LoopStatus"), QStringLiteral("Track")));
+        app.activate();
+        AppDriver::xdotool({QStringLiteral("key"), QStringLiteral("b")});
+        QVERIFY(mpris.announced(QStringLiteral("LoopStatus"), QStringLiteral("None")));
     }
 
     void raiseShowsTheWindowAndQuitEndsTheProcess()

@@ -26,8 +26,18 @@ class TestAppWindow : public QObject {
     Q_OBJECT
 
 private slots:
+    // Skipped, or activated with Return ("Ativar Lunelo" is the default button; the claim
+    // succeeds on the test's own desktop): the queued video opens in the player.
+    void firstLaunchShowsTheIntroductionThenTheQueuedVideo_data()
+    {
+        QTest::addColumn<bool>("byReturn");
+        QTest::newRow("skipped") << false;
+        QTest::newRow("activated with Return") << true;
+    }
+
     void firstLaunchShowsTheIntroductionThenTheQueuedVideo()
     {
+        QFETCH(bool, byReturn);
         AppDriver app({}, AppDriver::Launch::First);
         QVERIFY(app.start({testMedia(QStringLiteral("asym.mp4"))}));
         QVERIFY(app.window());
@@ -37,7 +47,12 @@ private slots:
         saveShot(app.grabWindow(), QStringLiteral("window-introduction"));
         QVERIFY(!app.trace().join('\n').contains(QStringLiteral("url "))); // queued
 
-        app.click(QPoint(230, intro.height() - 37)); // "Pular e só usar o player"
+        if (byReturn) {
+            app.activate();
+            key(QStringLiteral("Return"));
+        } else {
+            app.click(QPoint(230, intro.height() - 37)); // "Pular e só usar o player"
+        }
         QVERIFY(app.waitForTrace(QStringLiteral("url ") + testMedia(QStringLiteral("asym.mp4"))) >=
                 0);
         QVERIFY(waitForGeometry(app, [](QRect r) { return r.size() == QSize(980, 640); }));
@@ -80,9 +95,22 @@ private slots:
         QVERIFY2(lit > 10, qPrintable(QString::number(lit)));
     }
 
+    // Closed with its fade, or at once without motion (and then the process ends as well).
+    void playerFrameSurvivesARelaunch_data()
+    {
+        QTest::addColumn<bool>("reducedMotion");
+        QTest::addColumn<QString>("close");
+        QTest::newRow("fading, Ctrl+Q") << false << "ctrl+q";
+        QTest::newRow("reduced motion, Escape") << true << "Escape";
+    }
+
     void playerFrameSurvivesARelaunch()
     {
+        QFETCH(bool, reducedMotion);
+        QFETCH(QString, close);
         AppDriver first;
+        if (reducedMotion)
+            first.reduceMotion();
         QVERIFY(first.start({testMedia(QStringLiteral("asym.mp4"))}));
         const QString id = QString::number(first.window());
         AppDriver::xdotool(
@@ -92,7 +120,7 @@ private slots:
         QTRY_VERIFY(QFile(first.configFile()).exists());
         QTest::qWait(600); // the frame is saved once it stops moving
         first.activate();
-        key(QStringLiteral("ctrl+q"));
+        key(close);
         QCOMPARE(first.waitForExit(), 0);
 
         AppDriver again(first.home());

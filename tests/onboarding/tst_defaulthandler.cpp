@@ -146,11 +146,18 @@ private slots:
         QCOMPARE(store.statusText(), QStringLiteral("O Mac não confirmou o padrão. Use o menu "
                                                     "Lunelo → Tornar player padrão."));
 
-        // The next press clears the message; the claim now succeeds and completes.
+        // The next press clears the message; the claim now succeeds and completes. A press
+        // while it runs starts no second one: the desktop hears what one claim asks.
         apps->registryRefuses = false;
+        FakeDefaultApps oneClaim;
+        oneClaim.desktopRefuses = true;
+        QVERIFY(DefaultHandler::claimModern(oneClaim));
+        apps->takeCalls();
         store.activate();
         QVERIFY(store.statusText().isEmpty());
+        store.activate();
         QTRY_VERIFY(store.completed());
+        QCOMPARE(apps->takeCalls(), oneClaim.takeCalls());
         QVERIFY(store.alreadyDefault());
         QVERIFY(preferences.boolValue(QStringLiteral("onboardingCompleted")));
 

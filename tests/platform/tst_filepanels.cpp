@@ -1,5 +1,6 @@
-// The Linux panels as the user meets them (Qt's own file dialog here, where no desktop chooser
-// exists), and the Linux folder access outside a sandbox.
+// The Linux panels as the user meets them, on a desktop whose file chooser is GTK's: the
+// video panel is the desktop's, the folder panel with its message Qt's own. And the Linux
+// folder access outside a sandbox.
 #include "filepanels.h"
 #include "folderaccess.h"
 #include "testsupport.h"
@@ -46,10 +47,16 @@ private slots:
             bool message = false;
         };
         std::optional<Seen> seen;
-        QTimer::singleShot(0, [&] {
-            auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
-            if (!dialog)
-                return;
+        QTimer look; // until the panel is up, Qt's own or the desktop's
+        bool found = false;
+        look.start(200);
+        connect(&look, &QTimer::timeout, this, [&] {
+            QFileDialog *dialog = nullptr;
+            for (QWidget *widget : QApplication::topLevelWidgets())
+                dialog = dialog ? dialog : qobject_cast<QFileDialog *>(widget);
+            if (!dialog || !std::exchange(found, true))
+                return; // the desktop's chooser shows itself a moment later
+            look.stop();
             const QList<QLabel *> labels = dialog->findChildren<QLabel *>();
             seen = Seen{dialog->windowTitle(),
                         dialog->labelText(QFileDialog::Accept),
@@ -63,7 +70,14 @@ private slots:
                 dialog->reject();
                 return;
             }
-            dialog->selectFile(root.filePath(choose));
+            if (panel.choice == FilePanels::Choice::Folder) {
+                dialog->setDirectory(root.filePath(choose)); // in it, as the user goes
+            } else {
+                // Qt's own dialog takes no selection while its name field has the focus.
+                if (QWidget *focused = dialog->focusWidget())
+                    focused->clearFocus();
+                dialog->selectFile(root.filePath(choose));
+            }
             static_cast<QDialog *>(dialog)->accept(); // as the confirming button does
         });
         const std::optional<QUrl> chosen = createFilePanels()->runModal(panel);

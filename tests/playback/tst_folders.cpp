@@ -19,10 +19,10 @@ const QString kOtherFolder =
     QStringLiteral("Selecione a pasta que contém os vídeos para navegar entre eles.");
 const QString kNotKept = QStringLiteral("Não foi possível manter o acesso à pasta de vídeos.");
 
-// Real folders: Filmes (mixed), Um (one video), Outros (x, y and alias → y) and link → Filmes;
-// a session over them whose panels answer from a script, and whose disk answers at once or, on
-// a held disk, when the test says so. The preferences outlive the session, as they outlive a
-// launch.
+// Real folders: Filmes (mixed), Um (one video), Outros (x, y and alias → y), Pastas (a video
+// and a folder named like one) and link → Filmes; a session over them whose panels answer from
+// a script, and whose disk answers at once or, on a held disk, when the test says so. The
+// preferences outlive the session, as they outlive a launch.
 struct Folders {
     QTemporaryDir root;
     FakeEngine engine;
@@ -40,6 +40,8 @@ struct Folders {
                   {"a.mp4", "B.MOV", "c.txt", ".hidden.mp4", "clip10.mkv", "clip2.mkv"});
         makeFiles(path("Um"), {"one.mp4", "notes.txt"});
         makeFiles(path("Outros"), {"x.mp4", "y.mp4"});
+        makeFiles(path("Pastas"), {"a.mp4"});
+        QDir(root.path()).mkpath(QStringLiteral("Pastas/b.mp4"));
         QFile::link(path("Outros/y.mp4"), path("Outros/alias.mp4"));
         QFile::link(path("Filmes"), path("link"));
         sandbox.sandboxed = sandboxed;
@@ -190,6 +192,8 @@ private slots:
         QTest::newRow("opened through a link") << "link/B.MOV" << 1 << "clip2.mkv";
         QTest::newRow("a link names its video") << "Outros/y.mp4" << 1 << "x.mp4";
         QTest::newRow("the only video") << "Um/one.mp4" << 1 << "";
+        // The engine refuses it with its message; it is no question of access.
+        QTest::newRow("a folder named like a video") << "Pastas/a.mp4" << 1 << "b.mp4";
         QTest::newRow("moved away after opening") << "Filmes/B.MOV" << 1 << "";
     }
 

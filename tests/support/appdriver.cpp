@@ -94,9 +94,19 @@ QProcessEnvironment AppDriver::environment() const
     env.insert(QStringLiteral("XDG_CACHE_HOME"), m_home + QStringLiteral("/.cache"));
     env.insert(QStringLiteral("XDG_STATE_HOME"), m_home + QStringLiteral("/.local/state"));
     env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home + QStringLiteral("/run"));
+    env.insert(QStringLiteral("GSETTINGS_BACKEND"), QStringLiteral("keyfile"));
     env.insert(QStringLiteral("LUNELO_TRACE"), QStringLiteral("1"));
     env.remove(QStringLiteral("QT_QPA_PLATFORM"));
     return env;
+}
+
+void AppDriver::reduceMotion()
+{
+    const QString folder = m_home + QStringLiteral("/.config/glib-2.0/settings");
+    QDir().mkpath(folder);
+    QFile keyfile(folder + QStringLiteral("/keyfile"));
+    if (keyfile.open(QIODevice::WriteOnly))
+        keyfile.write("[org/gnome/desktop/interface]\nenable-animations=false\n");
 }
 
 bool AppDriver::start(const QStringList &arguments)

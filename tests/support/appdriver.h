@@ -28,6 +28,9 @@ public:
     ~AppDriver();
 
     [[nodiscard]] QString home() const { return m_home; }
+    // Turns GNOME's animations off (enable-animations) for the next start: the application
+    // reads its settings from a keyfile in the home, never from the machine's own.
+    void reduceMotion();
     [[nodiscard]] QString configFile() const; // the preferences file
     // Writes a preference before the launch, as an earlier run would have left it.
     void setPreference(const QString &key, const QVariant &value);

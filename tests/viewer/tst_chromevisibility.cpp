@@ -5,6 +5,7 @@
 
 #include <QSignalSpy>
 #include <QTest>
+#include <QThread>
 
 #include <limits>
 
@@ -118,15 +119,25 @@ private slots:
         QVERIFY(!f.chrome.chromeVisible());
     }
 
-    // Only changes of showChrome fade the bars; the pointer and the popover switch them at once.
+    // Only changes that come with showChrome fade the bars, the pointer entering the band from
+    // hidden among them; the popover alone switches them at once.
     void fadingFollowsShowChromeOnly()
     {
         Fixture f;
         f.clock->advance(2);
         QVERIFY(f.chrome.fading());
+        QSignalSpy fading(&f.chrome, &ChromeVisibility::fadingChanged);
+        f.chrome.updateBarProximity(QPointF(300, 550), kHeight);
+        QVERIFY(f.chrome.chromeVisible());
+        QVERIFY(f.chrome.fading());
+        f.chrome.updateBarProximity(QPointF(300, 300), kHeight);
+        f.clock->advance(1);
+        QVERIFY(!f.chrome.chromeVisible());
+        QCOMPARE(fading.count(), 0);
         f.chrome.setShowVolume(true); // raises nothing but showVolume
         QVERIFY(f.chrome.chromeVisible());
         QVERIFY(!f.chrome.fading());
+        QCOMPARE(fading.count(), 1);
     }
 
     void rateToastStaysUpUntilAfterTheLastNudge()
@@ -145,6 +156,20 @@ private slots:
         QVERIFY(!f.chrome.chromeVisible()); // the pulse showed the chrome for its 1.1 s too
         commands.post(CommandName::zoomIn);
         QVERIFY(!f.chrome.ratePulse());
+    }
+
+    // Qt's timers: a task cancelled once it was due, its timeout on the way, never runs.
+    void cancelledTimerTasksNeverRun()
+    {
+        const std::shared_ptr<TaskScheduler> scheduler = TaskScheduler::system();
+        int cancelledRuns = 0;
+        int keptRuns = 0;
+        const TaskScheduler::TaskId cancelled = scheduler->schedule(0, [&] { ++cancelledRuns; });
+        scheduler->schedule(0, [&] { ++keptRuns; });
+        QThread::msleep(5);
+        scheduler->cancel(cancelled);
+        QTRY_COMPARE(keptRuns, 1);
+        QCOMPARE(cancelledRuns, 0);
     }
 };
 

@@ -18,6 +18,7 @@ private slots:
         QTest::newRow("every listed extension") << "a.m2ts" << true;
         QTest::newRow("known to the MIME database") << "a.ogv" << true;
         QTest::newRow("sound counts as audiovisual") << "song.mp3" << true;
+        QTest::newRow("transport stream, also a translation file") << "clip.ts" << true;
         QTest::newRow("PDF") << "manual.pdf" << false;
         QTest::newRow("picture") << "photo.jpg" << false;
         QTest::newRow("no extension") << "LEIA" << false;
@@ -31,21 +32,41 @@ private slots:
         QCOMPARE(DropHandler::isVideo(QUrl::fromLocalFile(QStringLiteral("/d/") + name)), video);
     }
 
-    void textDropsNameAPathAndOtherUrlsAreIgnored()
+    // Only file locations are taken: a path as text is one, a web address or a word is not.
+    void dropsTakeFileLocationsOnly_data()
     {
+        QTest::addColumn<QList<QUrl>>("urls");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("accepted");
+        QTest::addColumn<QString>("opened"); // the path opened; empty for none
+        QTest::newRow("path as text") << QList<QUrl>() << "/v/from terminal.mkv\n"
+                                      << true << "/v/from terminal.mkv";
+        QTest::newRow("file URL as text")
+            << QList<QUrl>() << "file:///v/b.mp4" << true << "/v/b.mp4";
+        QTest::newRow("not a video")
+            << QList<QUrl>{QUrl::fromLocalFile("/d/a.pdf")} << "" << true << "";
+        QTest::newRow("a word") << QList<QUrl>() << "olá" << false << "";
+        QTest::newRow("web address")
+            << QList<QUrl>{QUrl("https://example.org/a.mp4")} << "" << false << "";
+        QTest::newRow("nothing") << QList<QUrl>() << "" << false << "";
+    }
+
+    void dropsTakeFileLocationsOnly()
+    {
+        QFETCH(QList<QUrl>, urls);
+        QFETCH(QString, text);
+        QFETCH(bool, accepted);
+        QFETCH(QString, opened);
         FakeEngine engine;
         MemoryPreferences preferences;
         PlaybackSession session(PlaybackSession::Services{engine, preferences});
         DropHandler drops;
         drops.setSession(&session);
-
-        QVERIFY(drops.handleDrop({}, QStringLiteral("/v/from terminal.mkv\n")));
-        QCOMPARE(session.url(), QUrl::fromLocalFile(QStringLiteral("/v/from terminal.mkv")));
-
-        QVERIFY(drops.handleDrop({QUrl(QStringLiteral("https://example.org/a.mp4"))}, {}));
-        QCOMPARE(session.url(), QUrl::fromLocalFile(QStringLiteral("/v/from terminal.mkv")));
-        QVERIFY(session.errorMessage().isEmpty());
-        QVERIFY(!drops.handleDrop({}, {}));
+        QCOMPARE(DropHandler::fileLocation(urls, text).isEmpty(), !accepted);
+        QCOMPARE(drops.handleDrop(urls, text), accepted);
+        QCOMPARE(session.url().toLocalFile(), opened);
+        // A file that is no video is refused with the message; nothing else is.
+        QCOMPARE(session.errorMessage().isEmpty(), !accepted || !opened.isEmpty());
     }
 };
 

@@ -33,11 +33,10 @@ struct Fixture {
     void press(QPoint at) { QTest::mousePress(&window, Qt::LeftButton, {}, at); }
     void release(QPoint at) { QTest::mouseRelease(&window, Qt::LeftButton, {}, at); }
     // Straight to the catcher, at fractional positions and without the moves QTest adds.
-    void mouse(QEvent::Type type, QPointF at)
+    void mouse(QEvent::Type type, QPointF at, Qt::MouseButton with = Qt::LeftButton)
     {
-        const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
-        const Qt::MouseButtons held =
-            type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
+        const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : with;
+        const Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : with;
         QMouseEvent event(type, at, at, button, held, {});
         QCoreApplication::sendEvent(catcher, &event);
     }
@@ -98,6 +97,15 @@ private slots:
         f.clock += 5;
         QTest::mouseDClick(&f.window, Qt::LeftButton, {}, {200, 200});
         QCOMPARE(f.clicked.count(), 2); // the first release only
+
+        // A quick triple click: the first release only, again.
+        f.clock += 5;
+        for (int i = 0; i < 3; ++i) {
+            f.mouse(QEvent::MouseButtonPress, {300, 300});
+            f.clock += 0.1;
+            f.mouse(QEvent::MouseButtonRelease, {300, 300});
+        }
+        QCOMPARE(f.clicked.count(), 3);
         QCOMPARE(f.pan.count(), 0);
     }
 
@@ -125,6 +133,21 @@ private slots:
         QCOMPARE(panDelta(f.pan, 2), QSizeF(0, 0));
         QVERIFY(panEnded(f.pan, 2));
         QCOMPARE(f.clicked.count(), 1); // no click after a drag
+
+        // In the title strip a drag moves the window instead, and a click is still a click.
+        QSignalSpy titleDragged(f.catcher, &GestureCatcher::titleDragged);
+        f.catcher->setTitleStrip(16);
+        f.clock += 5;
+        f.mouse(QEvent::MouseButtonPress, {100, 10});
+        f.drag(QPointF(103, 12));
+        f.drag(QPointF(110, 20));
+        f.mouse(QEvent::MouseButtonRelease, {110, 20});
+        QCOMPARE(titleDragged.count(), 1);
+        QCOMPARE(f.pan.count(), 3);
+        f.clock += 5;
+        f.mouse(QEvent::MouseButtonPress, {100, 10});
+        f.mouse(QEvent::MouseButtonRelease, {100, 10});
+        QCOMPARE(f.clicked.count(), 2);
     }
 
     void dragWithoutPressOnlyRecords()
@@ -140,6 +163,20 @@ private slots:
         QTest::mouseClick(&f.window, Qt::RightButton, {}, {320, 240});
         QCOMPARE(f.smartZoom.count(), 1);
         QCOMPARE(f.smartZoom.at(0).at(0).toPointF(), QPointF(320, 240));
+
+        // Each right press is one request, in a double click too; the right button never drags,
+        // and leaves nothing behind for the next drag of the left.
+        QTest::mouseDClick(&f.window, Qt::RightButton, {}, {320, 240});
+        QCOMPARE(f.smartZoom.count(), 3);
+        f.mouse(QEvent::MouseButtonPress, {100, 100}, Qt::RightButton);
+        for (int x : {150, 200})
+            f.mouse(QEvent::MouseMove, QPointF(x, x), Qt::RightButton);
+        f.mouse(QEvent::MouseButtonRelease, {200, 200}, Qt::RightButton);
+        QCOMPARE(f.pan.count(), 0);
+        f.mouse(QEvent::MouseButtonPress, {400, 400});
+        f.drag(QPointF(403, 400));
+        QCOMPARE(f.pan.count(), 1);
+        QCOMPARE(panDelta(f.pan, 0), QSizeF(3, 0));
         QCOMPARE(f.clicked.count(), 0);
     }
 

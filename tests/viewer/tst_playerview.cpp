@@ -62,6 +62,7 @@ struct Fixture {
     OnboardingStore onboarding{preferences, nullptr};
     WindowPresentation presentation{commands};
     QQuickView view;
+    bool highlighted = false;
 
     explicit Fixture(bool introductionCompleted = true)
     {
@@ -110,16 +111,25 @@ struct Fixture {
         QCoreApplication::sendEvent(&view, &press);
     }
 
-    // A drop of `urls` through the window, as a file manager delivers it.
-    bool drop(const QList<QUrl> &urls)
+    // A drop of `urls` or `text` through the window, as a file manager or an editor delivers
+    // it; whether it was accepted. Meanwhile `highlighted` tells whether the drop target showed.
+    bool drop(const QList<QUrl> &urls, const QString &text = {})
     {
         QMimeData data;
-        data.setUrls(urls);
+        if (!urls.isEmpty())
+            data.setUrls(urls);
+        if (!text.isEmpty())
+            data.setText(text);
         const QPointF at(400, 300);
         QDragEnterEvent enter(at.toPoint(), Qt::CopyAction, &data, Qt::LeftButton, {});
         QCoreApplication::sendEvent(&view, &enter);
         QDragMoveEvent move(at.toPoint(), Qt::CopyAction, &data, Qt::LeftButton, {});
         QCoreApplication::sendEvent(&view, &move);
+        const QList<QQuickItem *> items = root()->childItems().value(0)->childItems();
+        highlighted = std::any_of(items.begin(), items.end(), [](QQuickItem *item) {
+            return QByteArray(item->metaObject()->className()).startsWith("DropHighlight") &&
+                   item->isVisible();
+        });
         QDropEvent dropped(at, Qt::CopyAction, &data, Qt::LeftButton, {});
         QCoreApplication::sendEvent(&view, &dropped);
         return dropped.isAccepted();
@@ -181,9 +191,24 @@ private slots:
         QTRY_COMPARE(shown(f.root(), QStringLiteral("1:35")), 0);
         saveShot(f.view.grabWindow(), QStringLiteral("view-player-hidden"));
 
-        // The pointer in the bottom band brings it back.
+        // The pointer in the bottom band brings it back: both bars fade in.
+        QList<double> bar, top;
+        QQuickItem *duration = itemsWithText(f.root(), QStringLiteral("1:35")).value(0);
+        QQuickItem *title = itemsWithText(f.root(), QStringLiteral("Férias na praia")).value(0);
+        QVERIFY(duration && title);
+        connect(&f.view, &QQuickWindow::afterAnimating, this, [&] {
+            bar << shownOpacity(duration->parentItem());
+            top << shownOpacity(title->parentItem());
+        });
         QTest::mouseMove(&f.view, QPoint(400, 560));
         QTRY_COMPARE(shown(f.root(), QStringLiteral("1:35")), 1);
+        QTRY_COMPARE(shown(f.root(), QStringLiteral("Férias na praia")), 1);
+        const auto midway = [](const QList<double> &opacities) {
+            return std::any_of(opacities.begin(), opacities.end(),
+                               [](double o) { return o > 0.02 && o < 0.98; });
+        };
+        QVERIFY(midway(bar));
+        QVERIFY(midway(top));
     }
 
     void rateKeyFlashesTheToastAndControlsNeverTakeFocus()
@@ -247,8 +272,15 @@ private slots:
         QVERIFY(f.session.isPlaying());
 
         QVERIFY(f.drop({QUrl::fromLocalFile(QStringLiteral("/docs/LEIA"))}));
+        QVERIFY(f.highlighted);
         QCOMPARE(f.session.player(), player);
         QVERIFY(!f.drop({}));
+
+        // A word of text is no file: no highlight, no message.
+        f.session.setErrorMessage({});
+        QVERIFY(!f.drop({}, QStringLiteral("olá")));
+        QVERIFY(!f.highlighted);
+        QVERIFY(f.session.errorMessage().isEmpty());
     }
 
     void queuedFileOpensOnceWhenTheIntroductionCompletes()
