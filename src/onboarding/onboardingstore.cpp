@@ -80,6 +80,7 @@ void OnboardingStore::showIntroduction()
 {
     setCompleted(false);
     m_preferences.setBool(QString::fromLatin1(kCompletedKey), false);
+    refreshDefault(); // the user may have chosen another player since
 }
 
 void OnboardingStore::makeDefaultPlayer()

@@ -46,8 +46,6 @@ public:
     Q_INVOKABLE void showIntroduction();
     // "Tornar player padrão": claim the role; the outcome changes nothing here.
     Q_INVOKABLE void makeDefaultPlayer();
-    // Asks the desktop again whether Lunelo is the default player (the view appearing).
-    Q_INVOKABLE void refreshDefault();
 
 signals:
     void completedChanged();
@@ -57,6 +55,8 @@ signals:
     void statusTextChanged();
 
 private:
+    // Asks the desktop whether Lunelo is the default player, for the introduction's button.
+    void refreshDefault();
     void complete();
     void setActivating(bool on);
     void setAlreadyDefault(bool on);

@@ -19,8 +19,6 @@ Rectangle {
         id: system
     }
 
-    Component.onCompleted: intro.onboarding.refreshDefault()
-
     // The window has no frame: this card moves it, and its corner closes it.
     DragHandler {
         target: null

@@ -50,8 +50,9 @@ public:
     int waitForTrace(const QString &prefix, int timeoutMs = 10000, int from = 0);
     [[nodiscard]] int traceCount() const { return int(m_trace.size()); }
 
-    // The player window, found by the process id (0 until it is mapped). X only.
-    WId window(int timeoutMs = 10000);
+    // The player window, found by the process id (0 until it is mapped). X only. The wait is
+    // long: under the sanitizers, on a busy machine, a first launch takes several seconds.
+    WId window(int timeoutMs = 30000);
     // Where the window is on the screen.
     [[nodiscard]] QRect windowGeometry();
     // Waits until the window has faded in and shows on the screen at `size`.
