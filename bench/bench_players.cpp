@@ -279,6 +279,9 @@ public:
     {
         note("bench: first picture\n");
         alternate(m_runs * 2, [&](Player &p, bool isLunelo) {
+            // The last player's picture gone from the screen first.
+            if (!waitUntil([] { return !showsColourBars(kWindow); }, 5000))
+                note("bench: the screen still shows the last picture\n");
             if (!p.start(clip("play-1080p30.mp4"))) {
                 p.stop();
                 return;
@@ -431,6 +434,9 @@ int main(int argc, char *argv[])
 
     Suite bench(parser.value(QStringLiteral("lunelo")), parser.value(QStringLiteral("media")),
                 std::max(1, parser.value(QStringLiteral("runs")).toInt()));
+    // A solid background, so that the screen is cleared where a player's window closed.
+    QProcess::execute(QStringLiteral("xsetroot"),
+                      {QStringLiteral("-solid"), QStringLiteral("black")});
     bench.warmUp();
 
     std::vector<Row> rows;
