@@ -1,7 +1,6 @@
 // The player: the picture with the input over it (or the empty state), the chrome column over
 // both, and the drop target over everything.
 import QtQuick
-import QtQuick.Layouts
 import Lunelo
 
 Item {
@@ -57,6 +56,7 @@ Item {
     // when it fails or a second later.
     property bool overlaysWanted: false
     property bool overlaysDeferred: false
+    readonly property bool dropTargeted: dropArea.containsDrag
 
     Component.onCompleted: {
         overlaysDeferred = view.session.url.toString() !== ""
@@ -162,89 +162,18 @@ Item {
     }
 
     Loader {
+        id: overlays
+
         anchors.fill: parent
-        active: view.overlaysWanted
-        // Built while the video plays, a little between its frames.
+        // Built while the video plays, mostly on the QML engine's own thread.
         asynchronous: view.overlaysDeferred
         onLoaded: {
             if (view.visible)
                 view.chrome.showForInput()
         }
-
-        sourceComponent: Item {
-            EmptyState {
-                anchors.fill: parent
-                visible: view.session.player === null
-                session: view.session
-            }
-
-            ColumnLayout {
-                anchors.fill: parent
-                anchors.margins: 16
-                spacing: 8
-
-                TopBar {
-                    Layout.fillWidth: true
-                    enabled: opacity > 0
-                    session: view.session
-                    commands: view.commands
-                    presentation: view.presentation
-                    onboarding: view.onboarding
-                    zoomLabel: view.zoom.zoom.percentLabel
-                    opacity: view.session.player === null || view.chrome.chromeVisible ? 1 : 0
-
-                    Behavior on opacity {
-                        enabled: view.chrome.fading
-                        NumberAnimation {
-                            duration: 200
-                            easing.type: Easing.OutQuad
-                        }
-                    }
-                }
-
-                ErrorBanner {
-                    Layout.fillWidth: true
-                    visible: view.session.errorMessage !== ""
-                    message: view.session.errorMessage
-                    onDismissed: view.session.errorMessage = ""
-                }
-
-                Item {
-                    Layout.fillHeight: true
-                }
-
-                RateToast {
-                    Layout.alignment: Qt.AlignHCenter
-                    Layout.bottomMargin: 10 - parent.spacing
-                    visible: view.session.player !== null
-                    rate: view.session.rate
-                    pulse: view.chrome.ratePulse
-                }
-
-                ControlBar {
-                    Layout.fillWidth: true
-                    visible: view.session.player !== null
-                    session: view.session
-                    chrome: view.chrome
-                    zoomedIn: view.zoom.zoom.zoomedIn
-                    enabled: view.chrome.chromeVisible
-                    opacity: view.chrome.chromeVisible ? 1 : 0
-                    onResetZoom: view.zoom.reset()
-
-                    Behavior on opacity {
-                        enabled: view.chrome.fading
-                        NumberAnimation {
-                            duration: 160
-                            easing.type: Easing.OutQuad
-                        }
-                    }
-                }
-            }
-
-            DropHighlight {
-                anchors.fill: parent
-                visible: dropArea.containsDrag
-            }
-        }
+    }
+    onOverlaysWantedChanged: {
+        if (overlaysWanted)
+            overlays.setSource(Qt.resolvedUrl("PlayerOverlays.qml"), {"view": view})
     }
 }
