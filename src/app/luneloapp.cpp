@@ -104,6 +104,10 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
         [&session, saver = p.screenSaver.get()] { saver->setInhibited(session.isPlaying()); });
     p.mpris.publish(QDBusConnection::sessionBus());
 
+    // The file first: its access is settled on the disk while the window is made, and the
+    // view then builds the picture before anything over it.
+    delegate.openUrls(launchFiles);
+
     // The controls draw themselves; no desktop style underneath.
     QQuickStyle::setStyle(QStringLiteral("Basic"));
     p.view = std::make_unique<QQuickView>(&p.qml, nullptr);
@@ -132,7 +136,6 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
             m_parts->view->isVisible() &&
             !m_parts->view->windowStates().testFlag(Qt::WindowMinimized));
     });
-    delegate.openUrls(launchFiles);
 }
 
 LuneloApp::~LuneloApp() = default;

@@ -57,6 +57,8 @@ public:
     // one drawn anew (after a change of zoom, say). Until then render() would draw again exactly
     // what it drew last. True before the first render().
     [[nodiscard]] virtual bool hasUpdate() const { return true; }
+    // Whether render() has drawn a frame of the video yet (before that it draws black).
+    [[nodiscard]] virtual bool hasDrawnPicture() const { return false; }
     // The window's buffer swap has put on screen what render() drew last.
     virtual void frameSwapped() {}
 };

@@ -481,9 +481,13 @@ public:
             {MPV_RENDER_PARAM_INVALID, nullptr},
         };
         mpv_render_context_render(m_context, params);
+        if (flags & MPV_RENDER_UPDATE_FRAME)
+            m_hasDrawnPicture = true;
         if (newPicture)
             m_core->pictures.drew();
     }
+
+    [[nodiscard]] bool hasDrawnPicture() const override { return m_hasDrawnPicture; }
 
     void frameSwapped() override
     {
@@ -544,6 +548,7 @@ private:
     // The engine's requests for a render (any thread), and how many the last render answered.
     std::atomic<uint64_t> m_updates = 0;
     uint64_t m_renderedUpdates = 0;
+    bool m_hasDrawnPicture = false;
 };
 
 class MpvPlayer final : public MediaPlayer {

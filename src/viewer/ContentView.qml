@@ -34,12 +34,19 @@ Item {
         onboarding: root.onboarding
     }
 
+    // Built only when shown: the player's window never loads what the introduction uses.
     Loader {
+        id: introduction
+
+        function load() {
+            if (active)
+                setSource(Qt.resolvedUrl("OnboardingView.qml"), {"onboarding": root.onboarding})
+        }
+
         anchors.fill: parent
         active: !root.onboarding.completed
-        sourceComponent: OnboardingView {
-            onboarding: root.onboarding
-        }
+        onActiveChanged: load()
+        Component.onCompleted: load()
     }
 
     // The commands' shortcuts, in both modes. Bare keys of the player are taken by the key

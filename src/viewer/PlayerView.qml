@@ -1,7 +1,6 @@
 // The player: the picture with the input over it (or the empty state), the chrome column over
 // both, and the drop target over everything.
 import QtQuick
-import QtQuick.Layouts
 import Lunelo
 
 Item {
@@ -45,14 +44,33 @@ Item {
             zoom.resetImmediately()
             chrome.showForInput()
         }
+        function onErrorMessageChanged() {
+            if (view.session.errorMessage !== "")
+                view.overlaysWanted = true
+        }
     }
 
-    // Each time the player appears (at launch, or when the introduction is completed) the
-    // chrome shows.
+    // The overlays (empty state, chrome, drop highlight) are built once the window shows the
+    // picture of the file it was started with, or at once without one: the picture is not kept
+    // waiting for them. A file that shows no picture (sound only, or one that fails) gets them
+    // when it fails or a second later.
+    property bool overlaysWanted: false
+    property bool overlaysDeferred: false
+    readonly property bool dropTargeted: dropArea.containsDrag
+
     Component.onCompleted: {
-        if (visible)
-            chrome.showForInput()
+        overlaysDeferred = view.session.url.toString() !== ""
+        overlaysWanted = !overlaysDeferred
     }
+
+    Timer {
+        running: view.overlaysDeferred && !view.overlaysWanted
+        interval: 1000
+        onTriggered: view.overlaysWanted = true
+    }
+
+    // Each time the player appears (at launch, once its chrome is built, or when the
+    // introduction is completed) the chrome shows.
     onVisibleChanged: {
         if (visible)
             chrome.showForInput()
@@ -84,6 +102,10 @@ Item {
                 player: modelData
                 videoSize: view.session.videoSize
                 zoom: view.zoom.presented
+                onShowsPictureChanged: {
+                    if (showsPicture)
+                        view.overlaysWanted = true
+                }
             }
         }
 
@@ -112,81 +134,12 @@ Item {
         }
     }
 
-    EmptyState {
-        anchors.fill: parent
-        visible: view.session.player === null
-        session: view.session
-    }
-
     // The pointer anywhere over the view: near the bottom it holds the chrome.
     HoverHandler {
         onPointChanged: chrome.updateBarProximity(point.position, view.height)
         onHoveredChanged: {
             if (!hovered)
                 chrome.pointerLeftView()
-        }
-    }
-
-    ColumnLayout {
-        anchors.fill: parent
-        anchors.margins: 16
-        spacing: 8
-
-        TopBar {
-            Layout.fillWidth: true
-            enabled: opacity > 0
-            session: view.session
-            commands: view.commands
-            presentation: view.presentation
-            onboarding: view.onboarding
-            zoomLabel: zoom.zoom.percentLabel
-            opacity: view.session.player === null || chrome.chromeVisible ? 1 : 0
-
-            Behavior on opacity {
-                enabled: chrome.fading
-                NumberAnimation {
-                    duration: 200
-                    easing.type: Easing.OutQuad
-                }
-            }
-        }
-
-        ErrorBanner {
-            Layout.fillWidth: true
-            visible: view.session.errorMessage !== ""
-            message: view.session.errorMessage
-            onDismissed: view.session.errorMessage = ""
-        }
-
-        Item {
-            Layout.fillHeight: true
-        }
-
-        RateToast {
-            Layout.alignment: Qt.AlignHCenter
-            Layout.bottomMargin: 10 - parent.spacing
-            visible: view.session.player !== null
-            rate: view.session.rate
-            pulse: chrome.ratePulse
-        }
-
-        ControlBar {
-            Layout.fillWidth: true
-            visible: view.session.player !== null
-            session: view.session
-            chrome: chrome
-            zoomedIn: zoom.zoom.zoomedIn
-            enabled: chrome.chromeVisible
-            opacity: chrome.chromeVisible ? 1 : 0
-            onResetZoom: zoom.reset()
-
-            Behavior on opacity {
-                enabled: chrome.fading
-                NumberAnimation {
-                    duration: 160
-                    easing.type: Easing.OutQuad
-                }
-            }
         }
     }
 
@@ -208,8 +161,19 @@ Item {
         }
     }
 
-    DropHighlight {
+    Loader {
+        id: overlays
+
         anchors.fill: parent
-        visible: dropArea.containsDrag
+        // Built while the video plays, mostly on the QML engine's own thread.
+        asynchronous: view.overlaysDeferred
+        onLoaded: {
+            if (view.visible)
+                view.chrome.showForInput()
+        }
+    }
+    onOverlaysWantedChanged: {
+        if (overlaysWanted)
+            overlays.setSource(Qt.resolvedUrl("PlayerOverlays.qml"), {"view": view})
     }
 }

@@ -9,17 +9,24 @@
 #include <QSGRenderNode>
 
 #include <mutex>
+#include <utility>
 
 // Lets the engine ask for a redraw from any thread for as long as the item lives.
 struct SurfaceLink {
     std::mutex mutex;
-    QQuickItem *item = nullptr;
+    PictureSurface *item = nullptr;
 
     void requestUpdate()
     {
         std::lock_guard lock(mutex);
         if (item)
             QMetaObject::invokeMethod(item, &QQuickItem::update, Qt::QueuedConnection);
+    }
+    void pictureShown()
+    {
+        std::lock_guard lock(mutex);
+        if (item)
+            QMetaObject::invokeMethod(item, &PictureSurface::pictureShown, Qt::QueuedConnection);
     }
     void detach()
     {
@@ -124,13 +131,21 @@ private:
 // (the window's own, or a grab's), so the engine renders once per frame and nothing is copied.
 class PictureNode final : public QSGRenderNode {
 public:
-    PictureNode(QQuickWindow *window, std::unique_ptr<VideoRenderer> video)
+    PictureNode(QQuickWindow *window, std::unique_ptr<VideoRenderer> video,
+                std::shared_ptr<SurfaceLink> link)
         : m_video(std::move(video))
     {
         // The window's swap puts what render() drew on screen.
         if (m_video && window)
             m_swapped = QObject::connect(
-                window, &QQuickWindow::frameSwapped, window, [this] { m_video->frameSwapped(); },
+                window, &QQuickWindow::frameSwapped, window,
+                [this, link = std::move(link)] {
+                    m_video->frameSwapped();
+                    if (!m_didShowPicture && m_video->hasDrawnPicture()) {
+                        m_didShowPicture = true;
+                        link->pictureShown();
+                    }
+                },
                 Qt::DirectConnection);
     }
     ~PictureNode() override { QObject::disconnect(m_swapped); }
@@ -179,6 +194,7 @@ private:
     QRectF m_rect;
     QSize m_targetSize;
     bool m_paused = false;
+    bool m_didShowPicture = false;
     KeptPicture m_kept;
 };
 
@@ -206,15 +222,23 @@ QSGNode *PictureSurface::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
         // frame is drawn.
         delete node;
         node = new PictureNode(
-            window(), m_player->createVideoRenderer([link = m_link] { link->requestUpdate(); }));
+            window(), m_player->createVideoRenderer([link = m_link] { link->requestUpdate(); }),
+            m_link);
     } else if (!node) {
-        node = new PictureNode(window(), nullptr);
+        node = new PictureNode(window(), nullptr, m_link);
     }
     node->setRect(boundingRect());
     node->setPaused(!m_player || m_player->rate() == 0.0f);
     if (const QQuickWindow *w = window())
         node->setTargetSize((QSizeF(w->size()) * w->effectiveDevicePixelRatio()).toSize());
     return node;
+}
+
+void PictureSurface::pictureShown()
+{
+    if (std::exchange(m_showsPicture, true))
+        return;
+    emit showsPictureChanged();
 }
 
 void PictureSurface::setPlayer(MediaPlayer *player)

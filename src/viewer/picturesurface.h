@@ -27,6 +27,8 @@ class PictureSurface : public QQuickItem {
     Q_PROPERTY(ZoomState zoom READ zoom WRITE setZoom NOTIFY zoomChanged FINAL)
     // Where the picture lies, in item coordinates; read-only, for tests and tools.
     Q_PROPERTY(QRectF pictureRect READ pictureRect NOTIFY pictureRectChanged FINAL)
+    // Set once the window has shown a frame of the video.
+    Q_PROPERTY(bool showsPicture READ showsPicture NOTIFY showsPictureChanged FINAL)
 
 public:
     explicit PictureSurface(QQuickItem *parent = nullptr);
@@ -39,12 +41,14 @@ public:
     [[nodiscard]] ZoomState zoom() const { return m_zoom; }
     void setZoom(const ZoomState &zoom);
     [[nodiscard]] QRectF pictureRect() const { return m_pictureRect; }
+    [[nodiscard]] bool showsPicture() const { return m_showsPicture; }
 
 signals:
     void playerChanged();
     void videoSizeChanged();
     void zoomChanged();
     void pictureRectChanged();
+    void showsPictureChanged();
 
 protected:
     void geometryChange(const QRectF &newGeometry, const QRectF &oldGeometry) override;
@@ -52,11 +56,14 @@ protected:
     QSGNode *updatePaintNode(QSGNode *node, UpdatePaintNodeData *) override;
 
 private:
+    friend struct SurfaceLink;
     void layoutPlayer();
+    void pictureShown();
 
     QPointer<MediaPlayer> m_player;
     QSizeF m_videoSize{0, 0};
     ZoomState m_zoom;
     QRectF m_pictureRect;
+    bool m_showsPicture = false;
     std::shared_ptr<SurfaceLink> m_link;
 };

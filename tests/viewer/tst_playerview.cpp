@@ -111,6 +111,14 @@ struct Fixture {
         QCoreApplication::sendEvent(&view, &press);
     }
 
+    static bool isHighlighted(QQuickItem *item)
+    {
+        if (QByteArray(item->metaObject()->className()).startsWith("DropHighlight"))
+            return item->isVisible();
+        const QList<QQuickItem *> children = item->childItems();
+        return std::any_of(children.begin(), children.end(), &isHighlighted);
+    }
+
     // A drop of `urls` or `text` through the window, as a file manager or an editor delivers
     // it; whether it was accepted. Meanwhile `highlighted` tells whether the drop target showed.
     bool drop(const QList<QUrl> &urls, const QString &text = {})
@@ -125,11 +133,7 @@ struct Fixture {
         QCoreApplication::sendEvent(&view, &enter);
         QDragMoveEvent move(at.toPoint(), Qt::CopyAction, &data, Qt::LeftButton, {});
         QCoreApplication::sendEvent(&view, &move);
-        const QList<QQuickItem *> items = root()->childItems().value(0)->childItems();
-        highlighted = std::any_of(items.begin(), items.end(), [](QQuickItem *item) {
-            return QByteArray(item->metaObject()->className()).startsWith("DropHighlight") &&
-                   item->isVisible();
-        });
+        highlighted = isHighlighted(root());
         QDropEvent dropped(at, Qt::CopyAction, &data, Qt::LeftButton, {});
         QCoreApplication::sendEvent(&view, &dropped);
         return dropped.isAccepted();
