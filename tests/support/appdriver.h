@@ -47,7 +47,7 @@ public:
     [[nodiscard]] QStringList trace() const { return m_trace; }
     // Waits for a trace event whose line starts with `prefix`, at or after line `from`; the index
     // of the line, or -1 on timeout.
-    int waitForTrace(const QString &prefix, int timeoutMs = 10000, int from = 0);
+    int waitForTrace(const QString &prefix, int timeoutMs = 20000, int from = 0);
     [[nodiscard]] int traceCount() const { return int(m_trace.size()); }
 
     // The player window, found by the process id (0 until it is mapped). X only. The wait is

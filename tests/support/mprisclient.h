@@ -21,7 +21,7 @@ inline const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properti
 class MprisClient : public QObject {
     Q_OBJECT
 public:
-    static constexpr int kWait = 10000; // milliseconds; generous, for a busy machine
+    static constexpr int kWait = 20000; // milliseconds; generous, for a busy machine
 
     // Subscribes once the player is on the bus, so that the subscription knows its owner.
     bool waitForPlayer();
