@@ -673,16 +673,27 @@ public:
     {
         const uint64_t id = m_nextSeekId++;
         const bool exact = mode == SeekMode::Exact;
-        const std::optional<double> back = exact ? previousFrame(seconds) : std::nullopt;
+        std::optional<double> back = exact ? previousFrame(seconds) : std::nullopt;
+        // The first step back of a run is an exact seek: turning the core around costs several
+        // of those. Only a step that follows another at a key's repeat turns it.
+        const auto now = std::chrono::steady_clock::now();
+        const bool repeated = back && m_lastBackStep && now - *m_lastBackStep < kKeyRepeat;
+        m_lastBackStep = back ? std::optional(now) : std::nullopt;
+        const bool backSeek = back && m_direction == Direction::Forward && !repeated;
+        if (backSeek)
+            back.reset();
         const bool step =
             exact && !back && m_direction == Direction::Forward && isNextFrame(seconds);
         SeekStage stage = step ? SeekStage::Stepping : SeekStage::Sent;
-        if (back)
+        if (back && m_direction == Direction::Forward && !m_seeks.empty())
+            stage = SeekStage::Waiting;
+        else if (back)
             stage =
                 m_direction == Direction::Backward ? SeekStage::SteppingBack : SeekStage::Turning;
         else
             turnForward();
         m_seeks.push_back({id, stage, std::move(completion), seconds});
+        m_seeks.back().backSeek = backSeek;
         if (back) // the step's frame is the newest that starts before this
             m_seeks.back().reach = seconds + *back - 0.005;
         m_time = seconds;
@@ -700,6 +711,8 @@ public:
             Trace::event("seek",
                          QString::fromLatin1(target) + QLatin1Char(' ') + QLatin1String(kind));
         }
+        if (stage == SeekStage::Waiting)
+            return;
         if (stage == SeekStage::Turning) {
             // The step goes out once the core has turned around.
             if (m_direction == Direction::Forward)
@@ -766,12 +779,14 @@ private:
     // restart, where it completes. A seek to the next frame is a step instead (Stepping): the
     // core decodes one more frame, and the step completes when the playhead reaches it. A seek
     // to the previous frame is a step of the core playing backward (SteppingBack), sent once
-    // the core has turned around (Turning); it completes when the playhead goes below `reach`.
+    // the core has turned around (Turning), which waits for the exact seeks back before it to
+    // show their frames (Waiting); it completes when the playhead goes below `reach`.
     enum class SeekStage {
         Sent,
         Accepted,
         Started,
         Stepping,
+        Waiting,
         Turning,
         SteppingBack,
     };
@@ -782,7 +797,11 @@ private:
         double target = 0;
         uint64_t drawnBefore = 0; // pictures drawn when it was sent; only while tracing
         double reach = 0;         // backward steps only, seconds
+        bool backSeek = false;    // an exact seek to the frame before, the first of a run
     };
+
+    // Faster than a hand presses a key again, slower than any key repeats.
+    static constexpr std::chrono::milliseconds kKeyRepeat{150};
 
     // Which way the core plays. Stepping backward turns it around (mpv's play-dir): it then
     // decodes the stretch from the key frame before the playhead once, keeps those pictures and
@@ -882,6 +901,7 @@ private:
             if (Trace::enabled())
                 traceSeekShown(restarted);
             completeSeeks(restarted);
+            turnWaiting();
             announceTime();
             break;
         }
@@ -1127,9 +1147,10 @@ private:
             !m_seekable || m_decodesInHardware || !m_longestKeyFrameInterval || !m_pictureBytes)
             return std::nullopt;
         const bool onlyBackward = std::all_of(m_seeks.begin(), m_seeks.end(), [](const auto &s) {
-            return s.stage == SeekStage::Turning || s.stage == SeekStage::SteppingBack;
+            return s.backSeek || s.stage == SeekStage::Waiting || s.stage == SeekStage::Turning ||
+                   s.stage == SeekStage::SteppingBack;
         });
-        if (!onlyBackward || (m_direction == Direction::Forward && !m_seeks.empty()))
+        if (!onlyBackward)
             return std::nullopt;
         const std::optional<double> frame = constantFrameDuration();
         if (!frame)
@@ -1157,9 +1178,27 @@ private:
         mpv_command_async(m_core->handle, 0, cmd);
     }
 
-    // The caller sends a seek next: the core's own seek, to where it stood, gives way to it.
+    // The exact seeks back of a run have shown their frames: the steps after them turn the core
+    // around, from the frame on screen.
+    void turnWaiting()
+    {
+        if (m_direction != Direction::Forward || m_seeks.empty() ||
+            !std::all_of(m_seeks.begin(), m_seeks.end(),
+                         [](const PendingSeek &s) { return s.stage == SeekStage::Waiting; }))
+            return;
+        for (PendingSeek &seek : m_seeks)
+            seek.stage = SeekStage::Turning;
+        turnBackward();
+    }
+
+    // The caller sends a seek next: the core's own seek, to where it stood, gives way to it, and
+    // so do the steps back still waiting to turn it, completing with it.
     void turnForward()
     {
+        for (PendingSeek &seek : m_seeks) {
+            if (seek.stage == SeekStage::Waiting)
+                seek.stage = SeekStage::Accepted;
+        }
         if (m_direction == Direction::Forward)
             return;
         m_direction = Direction::Forward;
@@ -1238,7 +1277,10 @@ private:
             return;
         }
         // Playback runs forward, from the frame the backward steps asked for.
-        if (!paused && m_direction != Direction::Forward)
+        const bool waiting = std::any_of(m_seeks.begin(), m_seeks.end(), [](const auto &s) {
+            return s.stage == SeekStage::Waiting;
+        });
+        if (!paused && (m_direction != Direction::Forward || waiting))
             seek(m_time, SeekMode::Exact, {});
         m_playRequested = !paused;
         if (!paused)
@@ -1344,6 +1386,8 @@ private:
     bool m_playRequested = false;   // the last thing asked of the player was to play
     bool m_holdsSeekTarget = false; // paused since an exact seek
     Direction m_direction = Direction::Forward;
+    // When the last seek, a step back, was asked for; nothing after any other seek.
+    std::optional<std::chrono::steady_clock::time_point> m_lastBackStep;
     const qint64 m_reversalBytes;
     // Seconds; nothing while unknown, or for a file without an index.
     std::optional<double> m_longestKeyFrameInterval;

@@ -138,42 +138,46 @@ private slots:
             QCOMPARE(seek.completions, 1);
     }
 
-    // Runs of steps both ways, pressed one at a time or held (each press sent while the one before
-    // is on its way). Backward steps keep the decoded pictures of the stretch before the playhead,
-    // here 250 frames of 320 × 240 (29 MB), unless the engine's room for them is smaller; either
-    // way every step shows the frame the arithmetic names, and afterwards the player plays, steps
-    // and seeks forward from there, or opens the next file while steps are on their way.
+    // Runs of steps both ways, pressed one at a time (the next once the frame shows, or a while
+    // after it) or held (each press sent while the one before is on its way). A run's first step
+    // back is an exact seek; the steps that follow at a key's repeat keep the decoded pictures of
+    // the stretch before the playhead, here 250 frames of 320 × 240 (29 MB), unless the engine's
+    // room for them is smaller; either way every step shows the frame the arithmetic names, and
+    // afterwards the player plays, steps and seeks forward from there, or opens the next file while
+    // steps are on their way.
     void stepRunsBothWays_data()
     {
         QTest::addColumn<double>("from");
         QTest::addColumn<QList<int>>("presses");
-        QTest::addColumn<bool>("held");
+        QTest::addColumn<int>("pause"); // ms between presses; -1: the next once the frame shows
         QTest::addColumn<qint64>("room");
         QTest::addColumn<QString>("then");
         const qint64 room = MpvEngine::Options{}.reversalBytes;
         const QList<int> twelveBack(12, -1);
         // Frame 510 is 10 frames past the key frame at 500: twelve steps back cross it.
         QTest::newRow("back one at a time, then forward")
-            << 20.4 << twelveBack << false << room << "step";
-        QTest::newRow("back held, then play") << 20.4 << twelveBack << true << room << "play";
+            << 20.4 << twelveBack << -1 << room << "step";
+        QTest::newRow("back slowly, then play")
+            << 20.4 << QList<int>(3, -1) << 400 << room << "play";
+        QTest::newRow("back held, then play") << 20.4 << twelveBack << 30 << room << "play";
         QTest::newRow("back held, faster, then play")
-            << 20.4 << QList<int>(5, -1) << true << room << "faster and play";
+            << 20.4 << QList<int>(5, -1) << 30 << room << "faster and play";
         QTest::newRow("both ways, then skip")
-            << 20.4 << QList<int>{-1, -1, -1, 1, 1, -1, -1, 1} << true << room << "skip";
+            << 20.4 << QList<int>{-1, -1, -1, 1, 1, -1, -1, 1} << 30 << room << "skip";
         QTest::newRow("back from between frames")
-            << 12.345 << QList<int>{-1, -1} << false << room << "play";
-        QTest::newRow("back from the end") << 60.0 << QList<int>{-1, -1} << false << room << "step";
+            << 12.345 << QList<int>{-1, -1} << -1 << room << "play";
+        QTest::newRow("back from the end") << 60.0 << QList<int>{-1, -1} << -1 << room << "step";
         QTest::newRow("no room for the stretch")
-            << 20.4 << QList<int>(4, -1) << true << qint64(1) << "play";
+            << 20.4 << QList<int>(4, -1) << 30 << qint64(1) << "play";
         QTest::newRow("next file while stepping back")
-            << 20.4 << QList<int>(6, -1) << true << room << "open";
+            << 20.4 << QList<int>(6, -1) << 30 << room << "open";
     }
 
     void stepRunsBothWays()
     {
         QFETCH(double, from);
         QFETCH(QList<int>, presses);
-        QFETCH(bool, held);
+        QFETCH(int, pause);
         QFETCH(qint64, room);
         QFETCH(QString, then);
         RenderHarness h(QSize(640, 480), room);
@@ -189,10 +193,9 @@ private slots:
         for (const int press : presses) {
             s.stepFrame(press);
             target = std::clamp(target + press / kFramesPerSecond, 0.0, 60.0);
-            if (held)
-                QTest::qWait(30); // the key's repeat
-            else
+            if (pause < 0 || pause >= 100) // held: the next press at the key's repeat
                 QTRY_COMPARE_WITH_TIMEOUT(h.shownFrame(), frameAtOrAfter(target), 10000);
+            QTest::qWait(std::max(pause, 0));
         }
         if (then == QLatin1String("open")) {
             QVERIFY(h.openAndWaitReady(testMedia(QStringLiteral("clip.mp4"))));
