@@ -901,7 +901,6 @@ private:
             if (Trace::enabled())
                 traceSeekShown(restarted);
             completeSeeks(restarted);
-            turnWaiting();
             announceTime();
             break;
         }
@@ -1178,8 +1177,8 @@ private:
         mpv_command_async(m_core->handle, 0, cmd);
     }
 
-    // The exact seeks back of a run have shown their frames: the steps after them turn the core
-    // around, from the frame on screen.
+    // Once the exact seeks back of a run are done (their frames shown), the steps after them turn
+    // the core around, from the frame on screen.
     void turnWaiting()
     {
         if (m_direction != Direction::Forward || m_seeks.empty() ||
@@ -1253,6 +1252,7 @@ private:
             if (seek.completion)
                 seek.completion();
         }
+        turnWaiting();
     }
 
     // Whether backward steps may keep the pictures between two key frames is known from the
