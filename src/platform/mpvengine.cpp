@@ -1181,7 +1181,7 @@ private:
     // the core around, from the frame on screen.
     void turnWaiting()
     {
-        if (m_direction != Direction::Forward || m_seeks.empty() ||
+        if (m_direction != Direction::Forward || m_seeks.empty() || !m_core->handle ||
             !std::all_of(m_seeks.begin(), m_seeks.end(),
                          [](const PendingSeek &s) { return s.stage == SeekStage::Waiting; }))
             return;
