@@ -7,8 +7,9 @@
 // Measures: CPU over 10 s of steady playback (1080p and 2160p, at 1× and 16×) with the frames
 // each player dropped meanwhile, peak resident memory while playing 1080p, process start to
 // first picture (on screen, and as each player reports it), exact seeks and frame steps both ways
-// on a long-GOP file, and a two-second drag through that file (positions shown, release to exact
-// picture).
+// on a long-GOP file, a two-second drag through that file (positions shown, release to exact
+// picture), and stepping back through long-GOP files at 1080p and 2160p (one step, comma held
+// for 20, the memory meanwhile).
 #include "framecounter.h"
 #include "players.h"
 
@@ -400,6 +401,63 @@ public:
         });
     }
 
+    // Stepping back in a long-GOP file, paused 10 s in (37 or 62 frames past a key frame): one
+    // step, then comma held for 20 presses (25 a second, a keyboard's repeat), timed until the
+    // 20th frame before is on screen, and the peak resident memory after them. mpv ignores a
+    // frame-back-step while one runs, so its 20 go one after the other, each once the one
+    // before shows: what holding comma gets from it at best.
+    void backSteps(const char *file, Samples &one, Samples &held, Samples &memory)
+    {
+        note("bench: stepping back, %s\n", QString::fromLatin1(file));
+        using Op = Player::Op;
+        constexpr int kFrom = 250;
+        constexpr int kPresses = 20;
+        alternate(m_runs, [&](Player &p, bool isLunelo) {
+            if (!startAndShow(p, clip(file)))
+                return;
+            const QRect area = p.contentArea();
+            if (!p.pause() || !p.perform(Op::SkipBack) || !waitForFrame(area, 0) ||
+                !p.perform(Op::SkipForward) || !waitForFrame(area, kFrom)) {
+                note("bench: %s did not pause 10 s in\n", p.name());
+                p.stop();
+                return;
+            }
+            waitFor(500);
+            const std::optional<double> asked = p.perform(Op::StepBack);
+            const std::optional<double> shown =
+                asked ? waitForFrame(area, kFrom - 1) : std::nullopt;
+            waitFor(300);
+            const double begin = now();
+            std::optional<double> last;
+            if (isLunelo) {
+                if (m_lunelo->pressRepeatedly(QStringLiteral("comma"), kPresses, 40))
+                    last = waitForFrame(area, kFrom - 1 - kPresses);
+            } else {
+                for (int i = 1; i <= kPresses; ++i) {
+                    last =
+                        p.perform(Op::StepBack) ? waitForFrame(area, kFrom - 1 - i) : std::nullopt;
+                    if (!last)
+                        break;
+                }
+            }
+            const qint64 peak = peakResidentKiB(p.pid());
+            waitFor(500);
+            if (const int frame = shownFrame(area); frame != kFrom - 1 - kPresses)
+                note("bench: %s\n", QStringLiteral("%1 ended on frame %2 instead of %3")
+                                        .arg(p.name())
+                                        .arg(frame)
+                                        .arg(kFrom - 1 - kPresses));
+            p.stop();
+            if (shown)
+                (isLunelo ? one.lunelo : one.mpv).push_back(*shown - *asked);
+            if (last)
+                (isLunelo ? held.lunelo : held.mpv).push_back(*last - begin);
+            else
+                note("bench: %s did not show the held steps\n", p.name());
+            (isLunelo ? memory.lunelo : memory.mpv).push_back(double(peak));
+        });
+    }
+
 private:
     QTemporaryDir m_home;
     QString m_media;
@@ -421,7 +479,7 @@ int main(int argc, char *argv[])
         {QStringLiteral("runs"), QStringLiteral("Runs per player and measure (5)."),
          QStringLiteral("n"), QStringLiteral("5")},
         {QStringLiteral("only"),
-         QStringLiteral("Comma-separated: cpu, cpu4k, memory, start, seek, scrub."),
+         QStringLiteral("Comma-separated: cpu, cpu4k, memory, start, seek, scrub, backstep."),
          QStringLiteral("list")},
     });
     parser.addHelpOption();
@@ -514,6 +572,31 @@ int main(int argc, char *argv[])
                         0,
                         release,
                         {}});
+    }
+    if (wanted("backstep")) {
+        for (const auto &[file, label] : {std::pair{"longgop-1080p25.mp4", "1080p"},
+                                          std::pair{"longgop-2160p25.mp4", "2160p"}}) {
+            Samples one, held, memory;
+            bench.backSteps(file, one, held, memory);
+            rows.push_back({QStringLiteral("Frame step back, %1").arg(label),
+                            QStringLiteral("ms"),
+                            1000,
+                            0,
+                            one,
+                            {}});
+            rows.push_back({QStringLiteral("Comma held, 20 steps back, %1").arg(label),
+                            QStringLiteral("ms"),
+                            1000,
+                            0,
+                            held,
+                            {Target::Kind::Ratio, 0.25}});
+            rows.push_back({QStringLiteral("  peak resident memory, %1").arg(label),
+                            QStringLiteral("MiB"),
+                            1.0 / 1024,
+                            0,
+                            memory,
+                            {}});
+        }
     }
     printRows(rows);
     return 0;

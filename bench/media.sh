@@ -11,6 +11,8 @@
 #                      frames past a key frame; in its middle a frame counter: a 4 × 3 grid of
 #                      120-pixel blocks, the top-left one white, the others bits 0 to 10 of the
 #                      frame number (white = 1) in reading order
+#   longgop-2160p25.mp4  12 s, the same at 3840×2160 with the counter twice as large, key frames
+#                      at 0 s and every 2 s from 0.52 s, so that 10 s lies 37 frames past one
 set -euo pipefail
 out=$1
 mkdir -p "$out"
@@ -35,3 +37,7 @@ counter="color=c=black:size=8x6:rate=25,format=gray,geq=lum='if(lt(X\,2)*lt(Y\,2
 make longgop-1080p25.mp4 -f lavfi -i "$(moving 1920x1080 25)[bg];$counter[c];[bg][c]overlay=x=720:y=360:shortest=1" \
     -t 30 "${h264[@]}" -x264-params keyint=1000:min-keyint=1000:scenecut=0 \
     -force_key_frames "expr:eq(n,0)+gte(n,63)*eq(mod(n-63,125),0)"
+counter4k=${counter/scale=480:360/scale=960:720}
+make longgop-2160p25.mp4 -f lavfi -i "$(moving 3840x2160 25)[bg];$counter4k[c];[bg][c]overlay=x=1440:y=720:shortest=1" \
+    -t 12 "${h264[@]}" -x264-params keyint=1000:min-keyint=1000:scenecut=0 \
+    -force_key_frames "expr:eq(n,0)+gte(n,13)*eq(mod(n-13,50),0)"

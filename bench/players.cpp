@@ -257,6 +257,14 @@ std::optional<double> LuneloPlayer::perform(Op op)
     return m_events[sent].time;
 }
 
+bool LuneloPlayer::pressRepeatedly(const QString &key, int count, int delayMs)
+{
+    return QProcess::startDetached(QStringLiteral("xdotool"),
+                                   {QStringLiteral("key"), QStringLiteral("--repeat"),
+                                    QString::number(count), QStringLiteral("--delay"),
+                                    QString::number(delayMs), key});
+}
+
 std::optional<Player::Release> LuneloPlayer::scrub(double to, double seconds,
                                                    const std::function<void()> &poll)
 {

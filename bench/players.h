@@ -101,6 +101,8 @@ public:
     std::optional<Release> scrub(double to, double seconds,
                                  const std::function<void()> &poll) override;
     std::optional<Drops> drops() override;
+    // Presses `key` `count` times, `delayMs` apart, as a held key repeats, without waiting.
+    bool pressRepeatedly(const QString &key, int count, int delayMs);
 
 private:
     struct Event {

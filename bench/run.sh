@@ -6,7 +6,7 @@
 # it can mount). Prints every measure with its median, its spread and the ratio to mpv. Takes
 # about 12 minutes with the default five runs on 2 cores. Not part of the tests.
 #
-#     bench/run.sh [--runs N] [--only cpu,cpu4k,memory,start,seek,scrub,folder,stall]
+#     bench/run.sh [--runs N] [--only cpu,cpu4k,memory,start,seek,scrub,backstep,folder,stall]
 #
 # Builds into build/ (or $LUNELO_BUILD_DIR) with the benchmarks on; the clips go to
 # <build>/bench-media, made once.

@@ -1,6 +1,7 @@
 #include "mpvengine.h"
 
 #include "diskjobs.h"
+#include "keyframes.h"
 #include "trace.h"
 #include "windowsystem.h"
 
@@ -222,6 +223,7 @@ enum class Prop : uint64_t {
     ContainerFps,
     EstimatedFps,
     Seekable,
+    HardwareDecoder,
     FrameDrops,
     DecoderDrops,
 };
@@ -241,6 +243,7 @@ constexpr ObservedProperty kObserved[] = {
     {Prop::ContainerFps, "container-fps", MPV_FORMAT_DOUBLE},
     {Prop::EstimatedFps, "estimated-vf-fps", MPV_FORMAT_DOUBLE},
     {Prop::Seekable, "seekable", MPV_FORMAT_FLAG},
+    {Prop::HardwareDecoder, "hwdec-current", MPV_FORMAT_STRING},
 };
 
 // Observed only while tracing: the frames the engine dropped, late for display (vo) or skipped
@@ -339,6 +342,15 @@ double mapDouble(const mpv_node_list *map, const char *key)
             return n.u.double_;
     }
     return 0;
+}
+
+QByteArray mapString(const mpv_node_list *map, const char *key)
+{
+    for (int i = 0; map && i < map->num; ++i) {
+        if (qstrcmp(map->keys[i], key) == 0 && map->values[i].format == MPV_FORMAT_STRING)
+            return map->values[i].u.string;
+    }
+    return {};
 }
 
 const QString kPlaylistMessage =
@@ -562,6 +574,7 @@ public:
         , m_core(std::make_shared<MpvCore>(url.isLocalFile() ? url.toLocalFile() : QString(),
                                            options.drawsVideo))
         , m_diskJobs(std::move(diskJobs))
+        , m_reversalBytes(options.reversalBytes)
     {
         mpv_handle *h = mpv_create();
         m_core->handle = h;
@@ -574,6 +587,10 @@ public:
                 qCWarning(lcMpv) << "option refused:" << name << value;
         }
         mpv_set_option_string(h, "vo", m_drawsVideo ? "libmpv" : "null");
+        // Backward steps keep the decoded pictures of one stretch between key frames, never
+        // more than this.
+        mpv_set_option_string(h, "video-reversal-buffer",
+                              QByteArray::number(m_reversalBytes).constData());
         if (!options.audioOutput.isEmpty())
             mpv_set_option_string(h, "ao", options.audioOutput.constData());
         for (const auto &[name, value] : extraOptions)
@@ -660,9 +677,30 @@ public:
     void seek(double seconds, SeekMode mode, std::function<void()> completion) override
     {
         const uint64_t id = m_nextSeekId++;
-        const bool step = mode == SeekMode::Exact && isNextFrame(seconds);
-        m_seeks.push_back(
-            {id, step ? SeekStage::Stepping : SeekStage::Sent, std::move(completion), seconds});
+        const bool exact = mode == SeekMode::Exact;
+        std::optional<double> back = exact ? previousFrame(seconds) : std::nullopt;
+        // The first step back of a run is an exact seek: turning the core around costs several
+        // of those. Only a step that follows another at a key's repeat turns it.
+        const auto now = std::chrono::steady_clock::now();
+        const bool repeated = back && m_lastBackStep && now - *m_lastBackStep < kKeyRepeat;
+        m_lastBackStep = back ? std::optional(now) : std::nullopt;
+        const bool backSeek = back && m_direction == Direction::Forward && !repeated;
+        if (backSeek)
+            back.reset();
+        const bool step =
+            exact && !back && m_direction == Direction::Forward && isNextFrame(seconds);
+        SeekStage stage = step ? SeekStage::Stepping : SeekStage::Sent;
+        if (back && m_direction == Direction::Forward && !m_seeks.empty())
+            stage = SeekStage::Waiting;
+        else if (back)
+            stage =
+                m_direction == Direction::Backward ? SeekStage::SteppingBack : SeekStage::Turning;
+        else
+            turnForward();
+        m_seeks.push_back({id, stage, std::move(completion), seconds});
+        m_seeks.back().backSeek = backSeek;
+        if (back) // the step's frame is the newest that starts before this
+            m_seeks.back().reach = seconds + *back - 0.005;
         m_time = seconds;
         m_holdsSeekTarget = mode == SeekMode::Exact && !m_playRequested;
         m_seekedSinceEnd = true;
@@ -674,14 +712,23 @@ public:
         const char *flags = mode == SeekMode::Exact ? "absolute+exact" : "absolute+keyframes";
         if (Trace::enabled()) {
             m_seeks.back().drawnBefore = m_core->pictures.drawn();
-            const char *kind = step ? "step" : mode == SeekMode::Exact ? "exact" : "keyframes";
+            const char *kind = back ? "back" : step ? "step" : exact ? "exact" : "keyframes";
             Trace::event("seek",
                          QString::fromLatin1(target) + QLatin1Char(' ') + QLatin1String(kind));
+        }
+        if (stage == SeekStage::Waiting)
+            return;
+        if (stage == SeekStage::Turning) {
+            // The step goes out once the core has turned around.
+            if (m_direction == Direction::Forward)
+                turnBackward();
+            return;
         }
         const char *seekCommand[] = {"seek", target.constData(), flags, nullptr};
         const char *stepCommand[] = {"frame-step", nullptr};
         if (!m_core->handle ||
-            mpv_command_async(m_core->handle, id, step ? stepCommand : seekCommand) < 0)
+            mpv_command_async(m_core->handle, id,
+                              stage == SeekStage::Sent ? seekCommand : stepCommand) < 0)
             finishSeek(id);
     }
 
@@ -735,12 +782,18 @@ private:
     // A seek goes to the core (Sent), the core takes the command (Accepted), starts it, alone or
     // with others queued beside it (Started), and shows its target at the next playback
     // restart, where it completes. A seek to the next frame is a step instead (Stepping): the
-    // core decodes one more frame, and the step completes when the playhead reaches it.
+    // core decodes one more frame, and the step completes when the playhead reaches it. A seek
+    // to the previous frame is a step of the core playing backward (SteppingBack), sent once
+    // the core has turned around (Turning), which waits for the exact seeks back before it to
+    // show their frames (Waiting); it completes when the playhead goes below `reach`.
     enum class SeekStage {
         Sent,
         Accepted,
         Started,
         Stepping,
+        Waiting,
+        Turning,
+        SteppingBack,
     };
     struct PendingSeek {
         uint64_t id;
@@ -748,6 +801,24 @@ private:
         std::function<void()> completion;
         double target = 0;
         uint64_t drawnBefore = 0; // pictures drawn when it was sent; only while tracing
+        double reach = 0;         // backward steps only, seconds
+        bool backSeek = false;    // an exact seek to the frame before, the first of a run
+    };
+
+    // Faster than a hand presses a key again, slower than any key repeats.
+    static constexpr std::chrono::milliseconds kKeyRepeat{150};
+
+    // Which way the core plays. Stepping backward turns it around (mpv's play-dir): it then
+    // decodes the stretch from the key frame before the playhead once, keeps those pictures and
+    // shows them one by one, newest first, for a backward frame-step each. Turning around is an
+    // exact seek of the core's own to where it stands; the core has turned once that seek has
+    // started (Turned) and restarted. Any other seek, and playing, turn it forward again, with
+    // the seek that goes out after it (mpv's own seek to where it stood gives way to it).
+    enum class Direction {
+        Forward,
+        Turning,
+        Turned,
+        Backward,
     };
 
     static void wakeup(void *self)
@@ -804,6 +875,8 @@ private:
                 seekAccepted(event.reply_userdata, event.error);
             break;
         case MPV_EVENT_SEEK:
+            if (m_direction == Direction::Turning)
+                m_direction = Direction::Turned;
             // The core started the seeks it had taken (several queued ones start as one); the
             // next restart is theirs. A restart that comes first belongs to an earlier seek or
             // to the loading of the file.
@@ -813,10 +886,22 @@ private:
             }
             break;
         case MPV_EVENT_PLAYBACK_RESTART: {
+            if (m_direction == Direction::Turned) {
+                // Turned around, on the frame shown before: the backward steps go out.
+                m_direction = Direction::Backward;
+                for (PendingSeek &seek : m_seeks) {
+                    if (seek.stage == SeekStage::Turning) {
+                        seek.stage = SeekStage::SteppingBack;
+                        sendStep(seek.id);
+                    }
+                }
+                break;
+            }
             // A step still on its way was sent before the seek that restarted, and the seek has
             // overtaken it.
             const auto restarted = [](const PendingSeek &s) {
-                return s.stage == SeekStage::Started || s.stage == SeekStage::Stepping;
+                return s.stage == SeekStage::Started || s.stage == SeekStage::Stepping ||
+                       s.stage == SeekStage::Turning || s.stage == SeekStage::SteppingBack;
             };
             if (Trace::enabled())
                 traceSeekShown(restarted);
@@ -918,6 +1003,11 @@ private:
         case Prop::Seekable:
             m_seekable = !has || *static_cast<int *>(p.data) != 0;
             break;
+        case Prop::HardwareDecoder: {
+            const char *name = has ? *static_cast<char **>(p.data) : nullptr;
+            m_decodesInHardware = name && *name && qstrcmp(name, "no") != 0;
+            break;
+        }
         case Prop::FrameDrops:
         case Prop::DecoderDrops: {
             const int64_t count = has ? *static_cast<int64_t *>(p.data) : 0;
@@ -937,6 +1027,7 @@ private:
                 return;
             m_duration = has ? *static_cast<double *>(p.data) : 0.0;
             m_status = Status::ReadyToPlay;
+            readKeyFrames();
             Trace::event("loaded", number(m_duration));
             emit statusChanged();
             emit durationChanged();
@@ -975,6 +1066,8 @@ private:
         const int rotate = int(mapDouble(map, "rotate")) % 360;
         if (dw <= 0 || dh <= 0)
             return;
+        m_pictureBytes = decodedPictureBytes(mapString(map, "pixelformat"),
+                                             int(mapDouble(map, "w")), int(mapDouble(map, "h")));
         m_naturalSize = QSizeF(dw, dh);
         m_rotation = rotate;
         const QSizeF shown = (rotate == 90 || rotate == 270) ? QSizeF(dh, dw) : QSizeF(dw, dh);
@@ -1002,7 +1095,7 @@ private:
                                [id](const PendingSeek &s) { return s.id == id; });
         if (it == m_seeks.end())
             return;
-        if (it->stage == SeekStage::Stepping) {
+        if (it->stage == SeekStage::Stepping || it->stage == SeekStage::SteppingBack) {
             if (error < 0) // a step the core refused never moves the playhead
                 completeSeeks([id](const PendingSeek &s) { return s.id == id; });
             return;
@@ -1030,12 +1123,92 @@ private:
         if (!std::all_of(m_seeks.begin(), m_seeks.end(),
                          [](const PendingSeek &s) { return s.stage == SeekStage::Stepping; }))
             return false;
-        // The container's rate, unless the decoded frames say otherwise.
+        const std::optional<double> frame = constantFrameDuration();
+        return frame && std::abs(seconds - m_time - *frame) < *frame / 4 &&
+               seconds < m_duration - *frame / 2;
+    }
+
+    // The duration of every frame, in seconds, when the video's frames come at a constant rate:
+    // the container's, unless the decoded frames say otherwise.
+    [[nodiscard]] std::optional<double> constantFrameDuration() const
+    {
         if (m_containerFps <= 0 ||
             (m_estimatedFps > 0 && std::abs(m_estimatedFps / m_containerFps - 1) > 0.01))
-            return false;
-        const double frame = 1.0 / m_containerFps;
-        return std::abs(seconds - m_time - frame) < frame / 4 && seconds < m_duration - frame / 2;
+            return std::nullopt;
+        return 1.0 / m_containerFps;
+    }
+
+    // When an exact seek to `seconds` would show the frame before the one on screen and the core
+    // can step back to it from the pictures it keeps: the duration of a frame. It can when the
+    // player is paused with nothing but backward steps in flight, the frames come at a constant
+    // rate, the target is one frame before the playhead (not at the end, where the last frame
+    // shows whatever the playhead) and after the first frame, the video is decoded in software
+    // (hardware decoders keep a handful of pictures), and the longest stretch between two key
+    // frames of the file fits in the pictures kept.
+    [[nodiscard]] std::optional<double> previousFrame(double seconds) const
+    {
+        if (m_status != Status::ReadyToPlay || !m_paused || m_playRequested || m_atEnd ||
+            !m_seekable || m_decodesInHardware || !m_longestKeyFrameInterval || !m_pictureBytes)
+            return std::nullopt;
+        const bool onlyBackward = std::all_of(m_seeks.begin(), m_seeks.end(), [](const auto &s) {
+            return s.backSeek || s.stage == SeekStage::Waiting || s.stage == SeekStage::Turning ||
+                   s.stage == SeekStage::SteppingBack;
+        });
+        if (!onlyBackward)
+            return std::nullopt;
+        const std::optional<double> frame = constantFrameDuration();
+        if (!frame)
+            return std::nullopt;
+        const double kept = (*m_longestKeyFrameInterval / *frame + 1) * double(m_pictureBytes);
+        if (kept > double(m_reversalBytes))
+            return std::nullopt;
+        if (std::abs(m_time - seconds - *frame) < *frame / 4 && seconds > *frame / 2 &&
+            m_time < m_duration - *frame / 2)
+            return frame;
+        return std::nullopt;
+    }
+
+    void sendStep(uint64_t id)
+    {
+        const char *cmd[] = {"frame-step", nullptr};
+        if (mpv_command_async(m_core->handle, id, cmd) < 0)
+            finishSeek(id);
+    }
+
+    void turnBackward()
+    {
+        m_direction = Direction::Turning;
+        const char *cmd[] = {"set", "play-dir", "backward", nullptr};
+        mpv_command_async(m_core->handle, 0, cmd);
+    }
+
+    // Once the exact seeks back of a run are done (their frames shown), the steps after them turn
+    // the core around, from the frame on screen.
+    void turnWaiting()
+    {
+        if (m_direction != Direction::Forward || m_seeks.empty() || !m_core->handle ||
+            !std::all_of(m_seeks.begin(), m_seeks.end(),
+                         [](const PendingSeek &s) { return s.stage == SeekStage::Waiting; }))
+            return;
+        for (PendingSeek &seek : m_seeks)
+            seek.stage = SeekStage::Turning;
+        turnBackward();
+    }
+
+    // The caller sends a seek next: the core's own seek, to where it stood, gives way to it, and
+    // so do the steps back still waiting to turn it, completing with it.
+    void turnForward()
+    {
+        for (PendingSeek &seek : m_seeks) {
+            if (seek.stage == SeekStage::Waiting)
+                seek.stage = SeekStage::Accepted;
+        }
+        if (m_direction == Direction::Forward)
+            return;
+        m_direction = Direction::Forward;
+        const char *cmd[] = {"set", "play-dir", "forward", nullptr};
+        if (m_core->handle)
+            mpv_command_async(m_core->handle, 0, cmd);
     }
 
     // Steps complete once the playhead reaches the frame they asked for: the first that starts
@@ -1043,7 +1216,8 @@ private:
     void playheadMoved(double seconds)
     {
         const auto reached = [seconds](const PendingSeek &s) {
-            return s.stage == SeekStage::Stepping && seconds >= s.target - 0.0055;
+            return (s.stage == SeekStage::Stepping && seconds >= s.target - 0.0055) ||
+                   (s.stage == SeekStage::SteppingBack && seconds < s.reach);
         };
         if (Trace::enabled())
             traceSeekShown(reached);
@@ -1083,6 +1257,18 @@ private:
             if (seek.completion)
                 seek.completion();
         }
+        turnWaiting();
+    }
+
+    // Whether backward steps may keep the pictures between two key frames is known from the
+    // file's index, read away from the GUI thread; until then they are exact seeks.
+    void readKeyFrames()
+    {
+        if (m_core->path.isEmpty())
+            return;
+        m_diskJobs->run(
+            this, [path = m_core->path] { return longestKeyFrameInterval(path); },
+            [this](std::optional<double> seconds) { m_longestKeyFrameInterval = seconds; });
     }
 
     void setPaused(bool paused)
@@ -1095,6 +1281,12 @@ private:
                 this, [this] { emit tick(m_time); }, Qt::QueuedConnection);
             return;
         }
+        // Playback runs forward, from the frame the backward steps asked for.
+        const bool waiting = std::any_of(m_seeks.begin(), m_seeks.end(), [](const auto &s) {
+            return s.stage == SeekStage::Waiting;
+        });
+        if (!paused && (m_direction != Direction::Forward || waiting))
+            seek(m_time, SeekMode::Exact, {});
         m_playRequested = !paused;
         if (!paused)
             m_holdsSeekTarget = false;
@@ -1198,6 +1390,14 @@ private:
     bool m_seekedSinceEnd = false;  // a seek went out since the core last reached the end
     bool m_playRequested = false;   // the last thing asked of the player was to play
     bool m_holdsSeekTarget = false; // paused since an exact seek
+    Direction m_direction = Direction::Forward;
+    // When the last seek, a step back, was asked for; nothing after any other seek.
+    std::optional<std::chrono::steady_clock::time_point> m_lastBackStep;
+    const qint64 m_reversalBytes;
+    // Seconds; nothing while unknown, or for a file without an index.
+    std::optional<double> m_longestKeyFrameInterval;
+    int64_t m_pictureBytes = 0; // a decoded picture; 0 while unknown
+    bool m_decodesInHardware = false;
 
     QSizeF m_naturalSize{0, 0};
     int m_rotation = 0;

@@ -23,6 +23,13 @@ public:
         bool drawsVideo = true;
         // mpv's audio output driver; empty keeps mpv's own choice ("null" in tests).
         QByteArray audioOutput;
+        // The most the decoded pictures kept for stepping backward may hold, in bytes. A
+        // backward step decodes the stretch from the key frame before it once and keeps its
+        // pictures, so that the steps after it show them without decoding again; in a file
+        // whose longest stretch between key frames would not fit, every backward step is an
+        // exact seek instead. 640 MiB: a 1080p stretch of 8 s at 25 frames a second, a 2160p
+        // one of 2 s.
+        qint64 reversalBytes = qint64(640) << 20;
     };
     // Further mpv options by name and value, set on every core after Lunelo's own: for tests and
     // tools (for example "ao-pcm-file", to record the sound).

@@ -6,6 +6,7 @@
 
 #include <QTest>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -135,6 +136,99 @@ private slots:
         QVERIFY(!s.isPlaying());
         for (const RecordingPlayer::Seek &seek : h.player()->seeks())
             QCOMPARE(seek.completions, 1);
+    }
+
+    // Runs of steps both ways, pressed one at a time (the next once the frame shows, or a while
+    // after it) or held (each press sent while the one before is on its way). A run's first step
+    // back is an exact seek; the steps that follow at a key's repeat keep the decoded pictures of
+    // the stretch before the playhead, here 250 frames of 320 × 240 (29 MB), unless the engine's
+    // room for them is smaller; either way every step shows the frame the arithmetic names, and
+    // afterwards the player plays, steps and seeks forward from there, or opens the next file while
+    // steps are on their way.
+    void stepRunsBothWays_data()
+    {
+        QTest::addColumn<double>("from");
+        QTest::addColumn<QList<int>>("presses");
+        QTest::addColumn<int>("pause"); // ms between presses; -1: the next once the frame shows
+        QTest::addColumn<qint64>("room");
+        QTest::addColumn<QString>("then");
+        const qint64 room = MpvEngine::Options{}.reversalBytes;
+        const QList<int> twelveBack(12, -1);
+        // Frame 510 is 10 frames past the key frame at 500: twelve steps back cross it.
+        QTest::newRow("back one at a time, then forward")
+            << 20.4 << twelveBack << -1 << room << "step";
+        QTest::newRow("back slowly, then play")
+            << 20.4 << QList<int>(3, -1) << 400 << room << "play";
+        QTest::newRow("back held, then play") << 20.4 << twelveBack << 30 << room << "play";
+        QTest::newRow("back held, faster, then play")
+            << 20.4 << QList<int>(5, -1) << 30 << room << "faster and play";
+        QTest::newRow("both ways, then skip")
+            << 20.4 << QList<int>{-1, -1, -1, 1, 1, -1, -1, 1} << 30 << room << "skip";
+        QTest::newRow("back from between frames")
+            << 12.345 << QList<int>{-1, -1} << -1 << room << "play";
+        QTest::newRow("back from the end") << 60.0 << QList<int>{-1, -1} << -1 << room << "step";
+        QTest::newRow("no room for the stretch")
+            << 20.4 << QList<int>(4, -1) << 30 << qint64(1) << "play";
+        QTest::newRow("next file while stepping back")
+            << 20.4 << QList<int>(6, -1) << 30 << room << "open";
+    }
+
+    void stepRunsBothWays()
+    {
+        QFETCH(double, from);
+        QFETCH(QList<int>, presses);
+        QFETCH(int, pause);
+        QFETCH(qint64, room);
+        QFETCH(QString, then);
+        RenderHarness h(QSize(640, 480), room);
+        PlaybackSession &s = h.session();
+        QVERIFY(h.openAndWaitReady(counterClip()));
+        s.togglePlay();
+        s.skip(from - s.currentTime());
+        QTRY_COMPARE_WITH_TIMEOUT(h.shownFrame(), std::min(frameAtOrAfter(from), kLastFrame),
+                                  10000);
+        QVERIFY(h.waitForSeeksSettled());
+
+        double target = from;
+        for (const int press : presses) {
+            s.stepFrame(press);
+            target = std::clamp(target + press / kFramesPerSecond, 0.0, 60.0);
+            if (pause < 0 || pause >= 100) // held: the next press at the key's repeat
+                QTRY_COMPARE_WITH_TIMEOUT(h.shownFrame(), frameAtOrAfter(target), 10000);
+            QTest::qWait(std::max(pause, 0));
+        }
+        if (then == QLatin1String("open")) {
+            QVERIFY(h.openAndWaitReady(testMedia(QStringLiteral("clip.mp4"))));
+            QTRY_VERIFY_WITH_TIMEOUT(s.currentTime() > 0.5, 10000);
+            return;
+        }
+        const int expected = frameAtOrAfter(target);
+        QTRY_COMPARE_WITH_TIMEOUT(h.shownFrame(), expected, 10000);
+        QVERIFY(h.waitForSeeksSettled());
+        QCOMPARE(h.shownFrame(), expected);
+        QVERIFY(qAbs(s.currentTime() - target) < 1e-3);
+        QVERIFY(!s.isPlaying());
+        for (const RecordingPlayer::Seek &seek : h.player()->seeks())
+            QCOMPARE(seek.completions, 1);
+
+        if (then == QLatin1String("step")) {
+            s.stepFrame(1);
+            QTRY_COMPARE_WITH_TIMEOUT(h.shownFrame(), expected + 1, 10000);
+        } else if (then == QLatin1String("skip")) {
+            s.skip(-1.0);
+            QTRY_COMPARE_WITH_TIMEOUT(h.shownFrame(), expected - 25, 10000);
+        } else {
+            if (then == QLatin1String("faster and play"))
+                s.setRate(2.0f);
+            s.togglePlay();
+            // Forward from the frame shown, and on: never back, never from elsewhere.
+            QTRY_VERIFY_WITH_TIMEOUT(h.shownFrame() > expected + 10, 10000);
+            const int later = h.shownFrame();
+            QVERIFY2(later < expected + 100, qPrintable(QString::number(later)));
+            QTRY_VERIFY_WITH_TIMEOUT(h.shownFrame() > later, 10000);
+            QVERIFY(s.isPlaying());
+        }
+        QVERIFY(h.waitForSeeksSettled());
     }
 
     // A drag over a file with a key frame every 10 s: the drag's seeks land on key frames, the

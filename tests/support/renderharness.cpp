@@ -8,8 +8,9 @@
 
 #include <clocale>
 
-RenderHarness::RenderHarness(QSize windowSize)
-    : m_engine(MpvEngine::Options{.drawsVideo = true, .audioOutput = "null"})
+RenderHarness::RenderHarness(QSize windowSize, qint64 reversalBytes)
+    : m_engine(MpvEngine::Options{
+          .drawsVideo = true, .audioOutput = "null", .reversalBytes = reversalBytes})
     , m_session(PlaybackSession::Services{m_recorder, m_preferences})
 {
     // As in the application: libmpv draws through OpenGL and reads numbers the C way.

@@ -17,9 +17,11 @@
 // as the player draws it (one surface per player, filling the window), and reads it back. The
 // session runs on the real engine with its sound going nowhere; every seek it sends is recorded.
 // For tests that run inside tests/run-x.sh. Create it after the application object.
+// `reversalBytes`: the engine's room for the pictures kept by backward steps.
 class RenderHarness {
 public:
-    explicit RenderHarness(QSize windowSize = QSize(640, 480));
+    explicit RenderHarness(QSize windowSize = QSize(640, 480),
+                           qint64 reversalBytes = MpvEngine::Options{}.reversalBytes);
     ~RenderHarness();
 
     [[nodiscard]] PlaybackSession &session() { return m_session; }
