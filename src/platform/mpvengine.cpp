@@ -724,11 +724,12 @@ public:
                 turnBackward();
             return;
         }
-        const char *seekCommand[] = {"seek", target.constData(), flags, nullptr};
-        const char *stepCommand[] = {"frame-step", nullptr};
-        if (!m_core->handle ||
-            mpv_command_async(m_core->handle, id,
-                              stage == SeekStage::Sent ? seekCommand : stepCommand) < 0)
+        if (stage != SeekStage::Sent) {
+            sendStep(id);
+            return;
+        }
+        const char *cmd[] = {"seek", target.constData(), flags, nullptr};
+        if (!m_core->handle || mpv_command_async(m_core->handle, id, cmd) < 0)
             finishSeek(id);
     }
 
@@ -1171,7 +1172,7 @@ private:
     void sendStep(uint64_t id)
     {
         const char *cmd[] = {"frame-step", nullptr};
-        if (mpv_command_async(m_core->handle, id, cmd) < 0)
+        if (!m_core->handle || mpv_command_async(m_core->handle, id, cmd) < 0)
             finishSeek(id);
     }
 
