@@ -61,11 +61,8 @@ QString PlaybackSession::titleFor(const QUrl &url)
 
 void PlaybackSession::open(const QUrl &url)
 {
-    const quint64 generation = ++m_generation;
-    // A step still on the disk was for the file the user is leaving.
-    m_isStepping = false;
-    m_pendingSteps = 0;
-    tearDownPlayer();
+    leaveFile();
+    const quint64 generation = m_generation;
 
     setErrorMessage({});
     setReady(false);
@@ -112,11 +109,7 @@ void PlaybackSession::startPlayer(const QUrl &url)
 
 void PlaybackSession::closeFile()
 {
-    ++m_generation;
-    m_isOpening = false;
-    m_isStepping = false;
-    m_pendingSteps = 0;
-    tearDownPlayer();
+    leaveFile();
     stopAccessing();
     setUrl({});
     setTitle({});
@@ -126,6 +119,17 @@ void PlaybackSession::closeFile()
     setVideoSize(QSizeF(0, 0));
     setErrorMessage({});
     setRateValue(1.0f);
+}
+
+// Answers from the disk still on their way for the file the user leaves are dropped, and so
+// are the steps that waited for them.
+void PlaybackSession::leaveFile()
+{
+    ++m_generation;
+    m_isOpening = false;
+    m_isStepping = false;
+    m_pendingSteps = 0;
+    tearDownPlayer();
 }
 
 void PlaybackSession::tearDownPlayer()

@@ -148,6 +148,7 @@ private:
 
     // Opening, in two halves: the file system's answers about access come in between.
     void startPlayer(const QUrl &url);
+    void leaveFile();
 
     // Sibling steps.
     struct Sibling;
