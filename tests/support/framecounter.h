@@ -9,35 +9,27 @@
 // picture, or a block neither clearly black nor clearly white).
 inline int readFrameCounter(const QImage &image, const QRectF &picture)
 {
-    constexpr int kColumns = 4;
-    constexpr int kRows = 3;
-    if (picture.width() < kColumns * 4 || picture.height() < kRows * 4)
-        return -1;
-    const double w = picture.width() / kColumns;
-    const double h = picture.height() / kRows;
+    const double w = picture.width() / 4;
+    const double h = picture.height() / 3;
     int value = 0;
-    for (int block = 0; block < kColumns * kRows; ++block) {
+    for (int block = 0; block < 12 && w >= 4 && h >= 4; ++block) {
         // The mean grey of the middle half of the block, away from its edges.
-        const QRectF cell(picture.left() + (block % kColumns + 0.25) * w,
-                          picture.top() + (block / kColumns + 0.25) * h, w / 2, h / 2);
-        const QRect pixels = cell.toRect().intersected(image.rect());
-        if (pixels.isEmpty())
-            return -1;
+        const QRect pixels = QRectF(picture.left() + (block % 4 + 0.25) * w,
+                                    picture.top() + (block / 4 + 0.25) * h, w / 2, h / 2)
+                                 .toRect()
+                                 .intersected(image.rect());
         long sum = 0;
         for (int y = pixels.top(); y <= pixels.bottom(); ++y) {
             for (int x = pixels.left(); x <= pixels.right(); ++x)
                 sum += qGray(image.pixel(x, y));
         }
-        const long mean = sum / (long(pixels.width()) * pixels.height());
-        const bool white = mean > 192;
-        if (!white && mean >= 64)
+        const long mean = pixels.isEmpty() ? 128 : sum / (long(pixels.width()) * pixels.height());
+        if ((mean >= 64 && mean <= 192) || (block == 0 && mean < 64))
             return -1;
-        if (block == 0) {
-            if (!white)
-                return -1;
-        } else if (white) {
+        if (block > 0 && mean > 192)
             value |= 1 << (block - 1);
-        }
+        if (block == 11)
+            return value;
     }
-    return value;
+    return -1;
 }
