@@ -169,13 +169,14 @@ void SeekTracker::completeAll()
 
 // Whether an exact seek to `target` would show the frame after the one on screen, so that
 // decoding that one frame shows the same as going back to the key frame before the target and
-// decoding up to it. It would when the player is paused with nothing but steps in flight, the
-// video's frames come at a constant rate, and the target is one frame past the playhead (the
-// start of the frame shown, or the target of the exact seek that showed it: the first frame that
-// starts at or after it is then the next one) and before the last frame.
+// decoding up to it. It would when the player is paused since an exact seek with nothing but
+// steps in flight, the video's frames come at a constant rate, and the target is one frame past
+// the playhead (the target of the exact seek that showed the frame: the first frame that starts
+// at or after it is then the next one) and before the last frame. Just after a pause the core
+// may already show a frame past the one its time-pos names, so the first step is a seek.
 bool SeekTracker::isNextFrame(double target, const Media &media) const
 {
-    if (!media.isReady || (m_playhead != Playhead::Paused && m_playhead != Playhead::Holding))
+    if (!media.isReady || m_playhead != Playhead::Holding)
         return false;
     if (!all([](const Pending &s) { return s.stage == Stage::Stepping; }))
         return false;
