@@ -113,24 +113,6 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(session.isReady() && session.errorMessage().isEmpty(), 10000);
     }
 
-    // Seeks the core may start as one still complete once each, never from inside the call.
-    void everySeekCompletesExactlyOnce()
-    {
-        MpvEngine engine(MpvEngine::Options{.drawsVideo = false, .audioOutput = "null"});
-        const std::unique_ptr<MediaPlayer> player =
-            engine.createPlayer(QUrl::fromLocalFile(testMedia(QStringLiteral("clip.mp4"))));
-        QTRY_COMPARE_WITH_TIMEOUT(player->status(), MediaPlayer::Status::ReadyToPlay, 10000);
-        QList<int> completions(4, 0);
-        for (int i = 0; i < 4; ++i) {
-            player->seek(0.5 * (i + 1),
-                         i % 2 ? MediaPlayer::SeekMode::Exact : MediaPlayer::SeekMode::Approximate,
-                         [&completions, i] { ++completions[i]; });
-            QCOMPARE(completions[i], 0);
-        }
-        QTRY_COMPARE_WITH_TIMEOUT(completions, QList<int>({1, 1, 1, 1}), 5000);
-        QVERIFY(qAbs(player->currentTime() - 2.0) < 0.05);
-    }
-
     // The 440 Hz tone of the counter clip, recorded as it leaves the player: slowed down or sped
     // up, it keeps its pitch; past 4x it is muted, as mpv does, and the file still plays to its
     // end (mpv 0.35 aborts there when the pitch is kept at such rates). The volume is a linear
