@@ -18,8 +18,8 @@ AppDelegate::AppDelegate(PlaybackSession::Services services, Commands &commands,
 
 void AppDelegate::applicationDidFinishLaunching()
 {
-    connect(&m_commands, &Commands::posted, this, [this](const QString &name) {
-        if (name == CommandName::requestClosePreview)
+    connect(&m_commands, &Commands::posted, this, [this](Commands::Command command) {
+        if (command == Commands::Command::RequestClosePreview)
             QTimer::singleShot(0, this, &AppDelegate::closePreview);
     });
 }

@@ -7,13 +7,14 @@ class OnboardingStore;
 class PlaybackSession;
 class QKeyEvent;
 class WindowPresentation;
+namespace KeyTable {
+enum class Intent;
+}
 
 // The application-wide keys. Installed as an event filter on the application object, it sees
-// every key press before the focused view and before any shortcut, and takes its sixteen keys
-// (space, arrows, comma, period, S, D, F, B, R, P, N, M, Escape) by their position on the
-// keyboard, so they act alike on every layout. Everything else goes on to the normal dispatch,
-// and so does every key while the introduction is shown, while a modal window is open, or with
-// Ctrl, Alt or Super held. Stateless; GUI thread only.
+// every key press before the focused view and before any shortcut, and acts on the keys of the
+// key table (keytable.h, which also says what it lets through) by their position on the keyboard,
+// so they act alike on every layout. Stateless; GUI thread only.
 class KeyRouter : public QObject {
     Q_OBJECT
 public:
@@ -32,14 +33,9 @@ private:
         Swallow, // taken without action: an auto-repeat of a key that acts once
         Act,
     };
-    using Action = void (*)(KeyRouter &);
-    struct Binding {
-        int key;
-        Action action;
-    };
-    static const Binding kBindings[];
 
-    [[nodiscard]] Decision decide(const QKeyEvent &event, Action *action) const;
+    [[nodiscard]] Decision decide(const QKeyEvent &event, KeyTable::Intent *intent) const;
+    void act(KeyTable::Intent intent);
     // Sets the rate and lets the player view show it.
     void nudgeTo(float rate);
 

@@ -78,17 +78,17 @@ Menu {
         CommandItem {
             text: "Aproximar"
             shortcut: "Ctrl++"
-            onTriggered: menu.commands.post(menu.commands.zoomIn)
+            onTriggered: menu.commands.post(Commands.ZoomIn)
         }
         CommandItem {
             text: "Afastar"
             shortcut: "Ctrl+-"
-            onTriggered: menu.commands.post(menu.commands.zoomOut)
+            onTriggered: menu.commands.post(Commands.ZoomOut)
         }
         CommandItem {
             text: "Ajustar à janela"
             shortcut: "Ctrl+0"
-            onTriggered: menu.commands.post(menu.commands.zoomReset)
+            onTriggered: menu.commands.post(Commands.ZoomReset)
         }
         MenuSeparator {}
         CommandItem {

@@ -49,8 +49,9 @@ Item {
         Component.onCompleted: load()
     }
 
-    // The commands' shortcuts, in both modes. Bare keys of the player are taken by the key
-    // router before any shortcut sees them.
+    // The commands' shortcuts, in both modes. The key router takes the bare keys of its table
+    // before any shortcut sees them (keytable.h), so the bare F here acts only where the router
+    // lets F through, as in the introduction.
     Shortcut {
         sequence: "Ctrl+O"
         context: Qt.ApplicationShortcut
@@ -59,17 +60,17 @@ Item {
     Shortcut {
         sequences: ["Ctrl++", "Ctrl+="]
         context: Qt.ApplicationShortcut
-        onActivated: root.commands.post(root.commands.zoomIn)
+        onActivated: root.commands.post(Commands.ZoomIn)
     }
     Shortcut {
         sequence: "Ctrl+-"
         context: Qt.ApplicationShortcut
-        onActivated: root.commands.post(root.commands.zoomOut)
+        onActivated: root.commands.post(Commands.ZoomOut)
     }
     Shortcut {
         sequence: "Ctrl+0"
         context: Qt.ApplicationShortcut
-        onActivated: root.commands.post(root.commands.zoomReset)
+        onActivated: root.commands.post(Commands.ZoomReset)
     }
     Shortcut {
         sequence: "F"

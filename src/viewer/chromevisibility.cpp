@@ -77,8 +77,8 @@ void ChromeVisibility::setCommands(Commands *commands)
     m_commands = commands;
     if (commands) {
         m_commandConnection =
-            connect(commands, &Commands::posted, this, [this](const QString &name) {
-                if (name == CommandName::rateNudged)
+            connect(commands, &Commands::posted, this, [this](Commands::Command command) {
+                if (command == Commands::Command::RateNudged)
                     pulseRate();
             });
     }

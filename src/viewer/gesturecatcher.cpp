@@ -1,6 +1,6 @@
 #include "gesturecatcher.h"
 
-#include "keycodes.h"
+#include "keytable.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -161,18 +161,23 @@ void GestureCatcher::mouseReleaseEvent(QMouseEvent *event)
     event->accept();
     if (event->button() != Qt::LeftButton)
         return;
-    if (m_didDrag)
-        emit pan(QSizeF(0, 0), true);
-    else if (!m_isMovingWindow && m_clickCount == 1 && now() - m_mouseDownTime < kClickSeconds)
-        emit clicked();
-    m_lastDrag.reset();
-    m_didDrag = false;
+    const bool isClick = !m_didDrag && !m_isMovingWindow && m_clickCount == 1 &&
+                         now() - m_mouseDownTime < kClickSeconds;
+    endPress();
     m_isMovingWindow = false;
+    if (isClick)
+        emit clicked();
 }
 
 void GestureCatcher::mouseUngrabEvent()
 {
-    // The press went elsewhere (the window manager took the pointer): it ends here.
+    // The press went elsewhere (the window manager took the pointer): it ends here. A move of
+    // the window stays one until the next press, so that a late release is no click.
+    endPress();
+}
+
+void GestureCatcher::endPress()
+{
     if (m_didDrag)
         emit pan(QSizeF(0, 0), true);
     m_lastDrag.reset();
@@ -203,35 +208,36 @@ void GestureCatcher::keyPressEvent(QKeyEvent *event)
         event->accept(); // a held key acts once here
         return;
     }
-    if (event->modifiers().testFlag(Qt::ControlModifier)) {
-        event->ignore(); // Ctrl shortcuts belong to the menus
+    const KeyTable::Binding *binding = KeyTable::find(KeyCodes::fromEvent(*event));
+    if (!binding || !binding->isCatcherKey || event->modifiers() & KeyTable::kCatcherPassesWith) {
+        event->ignore(); // to the menus' shortcuts
         return;
     }
-    switch (KeyCodes::fromEvent(*event)) {
-    case KeyCodes::Escape:
+    using KeyTable::Intent;
+    switch (binding->intent) {
+    case Intent::Escape:
         emit escapePressed();
         break;
-    case KeyCodes::F:
+    case Intent::FullScreen:
         emit fullscreenPressed();
         break;
-    case KeyCodes::S:
+    case Intent::SlowerRate:
         emit rateStep(-1);
         break;
-    case KeyCodes::R:
+    case Intent::NormalRate:
         emit rateStep(0);
         break;
-    case KeyCodes::D:
+    case Intent::FasterRate:
         emit rateStep(1);
         break;
-    case KeyCodes::LeftArrow:
-        emit skip(-kSkipSeconds);
+    case Intent::SkipBack:
+        emit skip(-KeyTable::kSkipSeconds);
         break;
-    case KeyCodes::RightArrow:
-        emit skip(kSkipSeconds);
+    case Intent::SkipForward:
+        emit skip(KeyTable::kSkipSeconds);
         break;
-    default:
-        event->ignore();
-        return;
+    default: // the router's alone
+        break;
     }
     event->accept();
 }

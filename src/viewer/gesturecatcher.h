@@ -11,8 +11,9 @@
 
 // A transparent input item laid exactly over the picture. It reduces pointer, touchpad, wheel
 // and key events to nine plain signals and decides nothing itself: the player view connects
-// the handlers. Locations are in the item's coordinates (points, origin top-left). An event
-// whose signal has no handler is swallowed all the same.
+// the handlers. Its keys are those the key table (keytable.h) gives it. Locations are in the item's
+// coordinates (points, origin top-left). An event whose signal has no handler is swallowed all the
+// same.
 //
 // Linux conventions: Ctrl + wheel (or a touchpad's pinch, where the desktop reports one) zooms
 // about the pointer; a plain wheel or two-finger scroll pans; the right button asks for smart
@@ -29,7 +30,6 @@ public:
     static constexpr double kDragThreshold = 1.0;
     // A press released sooner than this without dragging is a click.
     static constexpr double kClickSeconds = 0.4;
-    static constexpr double kSkipSeconds = 10.0;
     // Ctrl + wheel: magnification per wheel notch (120 eighths of a degree).
     static constexpr double kZoomPerNotch = 0.1;
     // A wheel notch without pixel deltas pans three lines of 20 points, as Qt scrolls views.
@@ -74,6 +74,8 @@ private:
     void enterWindow();
     void nativeGesture(class QNativeGestureEvent *event);
     void press(QPointF location);
+    // Ends the current press, ending its pan if it dragged.
+    void endPress();
     [[nodiscard]] double now() const;
 
     std::function<double()> m_clock;

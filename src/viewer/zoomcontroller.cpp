@@ -97,13 +97,21 @@ void ZoomController::setCommands(Commands *commands)
     m_commands = commands;
     if (commands) {
         m_commandConnection =
-            connect(commands, &Commands::posted, this, [this](const QString &name) {
-                if (name == CommandName::zoomIn)
+            connect(commands, &Commands::posted, this, [this](Commands::Command command) {
+                switch (command) {
+                case Commands::Command::ZoomIn:
                     zoomIn();
-                else if (name == CommandName::zoomOut)
+                    break;
+                case Commands::Command::ZoomOut:
                     zoomOut();
-                else if (name == CommandName::zoomReset)
+                    break;
+                case Commands::Command::ZoomReset:
                     reset();
+                    break;
+                case Commands::Command::RequestClosePreview:
+                case Commands::Command::RateNudged:
+                    break;
+                }
             });
     }
     emit commandsChanged();

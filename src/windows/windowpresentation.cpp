@@ -37,7 +37,7 @@ void WindowPresentation::handleEscape()
     if (isFullScreen(window))
         window->setWindowStates(window->windowStates() & ~Qt::WindowFullScreen);
     else
-        m_commands.post(CommandName::requestClosePreview);
+        m_commands.post(Commands::Command::RequestClosePreview);
 }
 
 void WindowPresentation::enterFullScreen()

@@ -1,8 +1,9 @@
-// The application-wide keys, sent as the X server reports them (xkb key code = evdev code + 8),
-// against a session on the scripted engine, in front of a real window, panel and shortcut.
+// Where each key is decided: the application-wide router first, then the shortcuts, then the
+// player's gesture catcher. Keys are sent as the X server reports them (xkb key code = evdev code
+// + 8), against a session on the scripted engine, in front of a real window.
 #include "commands.h"
 #include "fakeengine.h"
-#include "filepanels.h"
+#include "gesturecatcher.h"
 #include "keyrouter.h"
 #include "memorypreferences.h"
 #include "onboardingstore.h"
@@ -10,55 +11,54 @@
 #include "testsupport.h"
 #include "windowpresentation.h"
 
-#include <QApplication>
-#include <QFileDialog>
 #include <QKeyEvent>
 #include <QQmlComponent>
 #include <QQmlEngine>
-#include <QQuickItem>
 #include <QQuickWindow>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
 namespace {
 
-// Counts the key presses that get past the router.
-struct KeyTarget : QObject {
-    int received = 0;
-    bool event(QEvent *event) override
-    {
-        received += event->type() == QEvent::KeyPress;
-        return QObject::event(event);
-    }
+enum class Place {
+    Player,
+    FullScreen,
+    Introduction,
+    Modal
 };
 
-// Plays b.mp4 of a, b and c at 30 s of 100, at rate 0.5, with its window shown; keys go to
-// `target` through the router installed on the application.
+// Plays b.mp4 of a, b and c at 30 s of 100, at rate 0.5; the catcher has the window's focus.
 struct Router {
     QTemporaryDir root;
     FakeEngine engine;
     MemoryPreferences preferences;
     Commands commands;
-    std::unique_ptr<FilePanels> panels = createFilePanels();
-    PlaybackSession session{PlaybackSession::Services{engine, preferences, nullptr, panels.get()}};
+    PlaybackSession session{PlaybackSession::Services{engine, preferences}};
     OnboardingStore onboarding{preferences, nullptr};
     WindowPresentation presentation{commands};
     KeyRouter router{session, onboarding, presentation, commands};
     QQuickWindow window;
-    KeyTarget target;
-    int nudges = 0, closeRequests = 0;
+    GestureCatcher *catcher = new GestureCatcher(window.contentItem());
+    QStringList heard; // commands posted, the catcher's signals, keys nobody took
 
-    Router()
+    explicit Router(Place place = Place::Player)
     {
         makeFiles(root.path(), {"a.mp4", "b.mp4", "c.mp4"});
-        onboarding.setCompleted(true);
+        onboarding.setCompleted(place != Place::Introduction);
         qApp->installEventFilter(&router);
-        QObject::connect(&commands, &Commands::posted, [this](const QString &name) {
-            nudges += name == CommandName::rateNudged;
-            closeRequests += name == CommandName::requestClosePreview;
+        QObject::connect(&commands, &Commands::posted, [this](Commands::Command command) {
+            heard << QVariant::fromValue(command).toString();
         });
+        const auto log = [this](QString what) { return [this, what] { heard << what; }; };
+        QObject::connect(catcher, &GestureCatcher::escapePressed, log("escape"));
+        QObject::connect(catcher, &GestureCatcher::fullscreenPressed, log("fullscreen"));
+        QObject::connect(catcher, &GestureCatcher::rateStep,
+                         [this](int step) { heard << QStringLiteral("rate%1").arg(step); });
+        QObject::connect(catcher, &GestureCatcher::skip,
+                         [this](double s) { heard << QStringLiteral("skip%1").arg(s); });
         window.show();
+        window.requestActivate();
+        (void)QTest::qWaitForWindowActive(&window);
         session.open(QUrl::fromLocalFile(root.filePath(QStringLiteral("b.mp4"))));
         engine.last()->becomeReady(100, QSizeF(640, 480));
         engine.last()->settleTrack(VideoTrack{QSizeF(640, 480), 0, 25, 0.04});
@@ -66,6 +66,8 @@ struct Router {
         session.setRate(0.5f);
         engine.last()->emitTick(30);
         settle();
+        if (place == Place::FullScreen)
+            presentation.enterFullScreen();
     }
 
     QMap<QString, QString> state() const
@@ -76,10 +78,8 @@ struct Router {
                 {"playing", QString::number(session.isPlaying())},
                 {"muted", QString::number(session.isMuted())},
                 {"repeating", QString::number(session.isRepeating())},
-                {"fullScreen", QString::number(WindowPresentation::isFullScreen(&window))},
-                {"nudges", QString::number(nudges)},
-                {"closeRequests", QString::number(closeRequests)},
-                {"received", QString::number(target.received)}};
+                {"full", QString::number(WindowPresentation::isFullScreen(&window))},
+                {"heard", heard.join(QLatin1Char(','))}};
     }
 
     // Presses the key with xkb code `scan` and holds it for `repeats` auto-repeats; what
@@ -90,7 +90,9 @@ struct Router {
         for (int i = 0; i <= repeats; ++i) {
             QKeyEvent event(QEvent::KeyPress, Qt::Key_unknown, modifiers, quint32(scan), 0, 0, {},
                             i > 0);
-            QCoreApplication::sendEvent(&target, &event);
+            QCoreApplication::sendEvent(&window, &event);
+            if (!event.isAccepted())
+                heard << QStringLiteral("nobody");
         }
         QStringList changes;
         const QMap<QString, QString> after = state();
@@ -104,140 +106,106 @@ struct Router {
 
 } // namespace
 
+Q_DECLARE_METATYPE(Place)
+
 class TestKeyRouter : public QObject {
     Q_OBJECT
 
 private slots:
-    void keysActByPosition_data()
+    void keyTable_data()
     {
         QTest::addColumn<int>("scan");
         QTest::addColumn<int>("modifiers");
         QTest::addColumn<int>("repeats");
-        QTest::addColumn<bool>("fullScreen");
+        QTest::addColumn<Place>("place");
         QTest::addColumn<QString>("changes");
-        const QString a = QStringLiteral("file=a.mp4 playing=0 rate=1 time=0.00");
-        const QString c = QStringLiteral("file=c.mp4 playing=0 rate=1 time=0.00");
-        QTest::newRow("S") << 39 << 0 << 0 << false << "nudges=1 rate=0.25";
-        QTest::newRow("D") << 40 << 0 << 0 << false << "nudges=1 rate=0.75";
-        QTest::newRow("F") << 41 << 0 << 0 << false << "fullScreen=1";
-        QTest::newRow("F in full screen") << 41 << 0 << 0 << true << "";
-        QTest::newRow("B") << 56 << 0 << 0 << false << "repeating=1";
-        QTest::newRow("R") << 27 << 0 << 0 << false << "nudges=1 rate=1";
-        QTest::newRow("P") << 33 << 0 << 0 << false << a;
-        QTest::newRow("comma") << 59 << 0 << 0 << false << "playing=0 time=29.96";
-        QTest::newRow("N") << 57 << 0 << 0 << false << c;
-        QTest::newRow("M") << 58 << 0 << 0 << false << "muted=1";
-        QTest::newRow("period") << 60 << 0 << 0 << false << "playing=0 time=30.04";
-        QTest::newRow("space") << 65 << 0 << 0 << false << "playing=0";
-        QTest::newRow("Escape") << 9 << 0 << 0 << false << "closeRequests=1";
-        QTest::newRow("Escape in full screen") << 9 << 0 << 0 << true << "fullScreen=0";
-        QTest::newRow("left") << 113 << 0 << 0 << false << "time=20.00";
-        QTest::newRow("right") << 114 << 0 << 0 << false << "time=40.00";
-        QTest::newRow("down") << 116 << 0 << 0 << false << c;
-        QTest::newRow("up") << 111 << 0 << 0 << false << a;
-        QTest::newRow("Q, unhandled") << 24 << 0 << 0 << false << "received=1";
-        QTest::newRow("right held") << 114 << 0 << 2 << false << "time=60.00";
-        QTest::newRow("comma held") << 59 << 0 << 2 << false << "playing=0 time=29.88";
-        QTest::newRow("space held") << 65 << 0 << 2 << false << "playing=0";
-        QTest::newRow("up held") << 111 << 0 << 2 << false << a;
-        QTest::newRow("Q held") << 24 << 0 << 2 << false << "received=3";
-        QTest::newRow("Shift+right") << 114 << int(Qt::ShiftModifier) << 0 << false << "time=40.00";
-        QTest::newRow("Ctrl+right")
-            << 114 << int(Qt::ControlModifier) << 0 << false << "received=1";
-        QTest::newRow("Alt+right") << 114 << int(Qt::AltModifier) << 0 << false << "received=1";
-        QTest::newRow("Super+space") << 65 << int(Qt::MetaModifier) << 0 << false << "received=1";
+        const auto row = [](const char *name, int scan, const char *changes, int modifiers = 0,
+                            int repeats = 0, Place place = Place::Player) {
+            QTest::newRow(name) << scan << modifiers << repeats << place << QString(changes);
+        };
+        const char *a = "file=a.mp4 playing=0 rate=1 time=0.00";
+        const char *c = "file=c.mp4 playing=0 rate=1 time=0.00";
+        const auto alt = int(Qt::AltModifier), super = int(Qt::MetaModifier);
+        row("S", 39, "heard=RateNudged rate=0.25");
+        row("D", 40, "heard=RateNudged rate=0.75");
+        row("R", 27, "heard=RateNudged rate=1");
+        row("F", 41, "full=1");
+        row("F in full screen", 41, "", 0, 0, Place::FullScreen);
+        row("B", 56, "repeating=1");
+        row("M", 58, "muted=1");
+        row("space", 65, "playing=0");
+        row("comma", 59, "playing=0 time=29.96");
+        row("period", 60, "playing=0 time=30.04");
+        row("left", 113, "time=20.00");
+        row("right", 114, "time=40.00");
+        row("P", 33, a);
+        row("up", 111, a);
+        row("N", 57, c);
+        row("down", 116, c);
+        row("Escape", 9, "heard=RequestClosePreview");
+        row("Escape in full screen", 9, "full=0", 0, 0, Place::FullScreen);
+        row("Q", 24, "heard=nobody");
+        row("right held", 114, "time=60.00", 0, 2);
+        row("comma held", 59, "playing=0 time=29.88", 0, 2);
+        row("space held", 65, "playing=0", 0, 2);
+        row("up held", 111, a, 0, 2);
+        row("Shift+right", 114, "time=40.00", Qt::ShiftModifier);
+        // Alt and Super pass the router; the catcher acts on its seven keys, once per press.
+        row("Alt+right held", 114, "heard=skip10", alt, 2);
+        row("Alt+left", 113, "heard=skip-10", alt);
+        row("Alt+S", 39, "heard=rate-1", alt);
+        row("Super+R", 27, "heard=rate0", super);
+        row("Alt+D", 40, "heard=rate1", alt);
+        row("Super+F", 41, "heard=fullscreen", super);
+        row("Alt+Escape", 9, "heard=escape", alt);
+        row("Alt+space", 65, "heard=nobody", alt);
+        // Ctrl is the menus': neither acts.
+        row("Ctrl+right", 114, "heard=nobody", Qt::ControlModifier);
+        row("Ctrl+F", 41, "heard=nobody", Qt::ControlModifier);
+        row("space in the introduction", 65, "heard=nobody", 0, 0, Place::Introduction);
+        row("down with a modal window", 116, "heard=nobody", 0, 0, Place::Modal);
     }
 
-    void keysActByPosition()
+    void keyTable()
     {
         QFETCH(int, scan);
         QFETCH(int, modifiers);
         QFETCH(int, repeats);
-        QFETCH(bool, fullScreen);
+        QFETCH(Place, place);
         QFETCH(QString, changes);
-        Router r;
-        if (fullScreen)
-            r.presentation.enterFullScreen();
+        Router r(place);
+        QWindow modal;
+        modal.setModality(Qt::ApplicationModal);
+        if (place == Place::Modal)
+            modal.show();
         QCOMPARE(r.press(scan, Qt::KeyboardModifiers(modifiers), repeats), changes);
     }
 
-    void nothingIsRoutedWhile_data()
-    {
-        QTest::addColumn<bool>("introduction");
-        QTest::newRow("the introduction is shown") << true;
-        QTest::newRow("a modal window is open") << false;
-    }
-
-    void nothingIsRoutedWhile()
-    {
-        QFETCH(bool, introduction);
-        Router r;
-        QWindow modal;
-        r.onboarding.setCompleted(!introduction);
-        if (!introduction) {
-            modal.setModality(Qt::ApplicationModal);
-            modal.show();
-        }
-        QCOMPARE(r.press(65), QStringLiteral("received=1"));
-        QCOMPARE(r.press(116), QStringLiteral("received=2"));
-    }
-
-    // The open panel, modal: Space and Escape are the panel's, and Escape closes it.
-    void keysGoToTheOpenPanel()
-    {
-        Router r;
-        QString title, prompt, spaceChanges;
-        bool escapeClosedIt = false;
-        QTimer::singleShot(0, [&] {
-            auto *panel = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
-            if (!panel)
-                return;
-            title = panel->windowTitle();
-            prompt = panel->labelText(QFileDialog::Accept);
-            spaceChanges = r.press(65);
-            QTest::keyClick(panel, Qt::Key_Escape);
-            escapeClosedIt = !panel->isVisible();
-            panel->reject();
-        });
-        r.session.presentOpenPanel();
-        QCOMPARE(title, QStringLiteral("Abrir vídeo"));
-        QCOMPARE(prompt, QStringLiteral("Abrir"));
-        QCOMPARE(spaceChanges, QStringLiteral("received=1"));
-        QVERIFY(escapeClosedIt);
-        QCOMPARE(r.closeRequests, 0);
-        QCOMPARE(r.engine.players().size(), 1); // cancelled: nothing opened
-    }
-
-    // A Qt Quick Shortcut in the window, as the menus' shortcuts are.
+    // The bare F of the menus' "Tela cheia" acts only where the router lets F through.
     void theRouterComesBeforeShortcuts_data()
     {
-        QTest::addColumn<QString>("sequence");
-        QTest::addColumn<bool>("fires");
-        QTest::newRow("space") << "Space" << false;
-        QTest::newRow("Ctrl+Right") << "Ctrl+Right" << true;
+        QTest::addColumn<Place>("place");
+        QTest::addColumn<int>("fired");
+        QTest::newRow("player") << Place::Player << 0;
+        QTest::newRow("introduction") << Place::Introduction << 1;
     }
 
     void theRouterComesBeforeShortcuts()
     {
-        QFETCH(QString, sequence);
-        QFETCH(bool, fires);
-        Router r;
+        QFETCH(Place, place);
+        QFETCH(int, fired);
+        Router r(place);
         QQmlEngine qml;
         QQmlComponent component(&qml);
-        component.setData("import QtQuick\nItem { id: root; property int fired; property string "
-                          "sequence\nShortcut { sequence: root.sequence; onActivated: "
-                          "root.fired++ } }",
+        component.setData("import QtQuick\nItem { id: root; property int fired\n"
+                          "Shortcut { sequence: \"F\"; onActivated: root.fired++ } }",
                           QUrl());
-        std::unique_ptr<QObject> item(
-            component.createWithInitialProperties({{"sequence", sequence}}));
+        std::unique_ptr<QObject> item(component.create());
         qobject_cast<QQuickItem *>(item.get())->setParentItem(r.window.contentItem());
-        r.window.requestActivate();
-        QVERIFY(QTest::qWaitForWindowActive(&r.window));
-
-        const QKeyCombination combination = QKeySequence(sequence)[0];
-        QTest::keyClick(&r.window, combination.key(), combination.keyboardModifiers());
-        QCOMPARE(item->property("fired").toInt(), fires ? 1 : 0);
-        QCOMPARE(r.session.isPlaying(), fires); // Space was the router's
+        QTest::keyClick(&r.window, Qt::Key_F);
+        QCOMPARE(item->property("fired").toInt(), fired);
+        QCOMPARE(WindowPresentation::isFullScreen(&r.window), !fired); // the router's F
+        QVERIFY(r.heard.isEmpty());                                    // not the catcher's
     }
 };
 

@@ -1,27 +1,44 @@
 // When the chrome shows and hides, on a clock the test moves.
 #include "chromevisibility.h"
 #include "commands.h"
-#include "manualscheduler.h"
 
-#include <QSignalSpy>
 #include <QTest>
 #include <QThread>
 
-#include <limits>
+#include <map>
 
 namespace {
 
-constexpr double kHeight = 600; // the view's height; the band is y 504 … 600
+// A scheduler on a clock the test moves: tasks run when `advance` passes their time, in order.
+class ManualScheduler final : public TaskScheduler {
+public:
+    double now = 0;
 
-struct Fixture {
-    std::shared_ptr<ManualScheduler> clock = std::make_shared<ManualScheduler>();
-    ChromeVisibility chrome;
-
-    Fixture()
+    TaskId schedule(double seconds, std::function<void()> task) override
     {
-        chrome.setScheduler(clock);
-        chrome.showForInput(); // the player appears
+        m_tasks[++m_lastId] = {now + seconds, std::move(task)};
+        return m_lastId;
     }
+    void cancel(TaskId id) override { m_tasks.erase(id); }
+    void advance(double seconds)
+    {
+        const double until = now + seconds;
+        for (auto next = m_tasks.begin(); next != m_tasks.end(); next = m_tasks.begin()) {
+            for (auto it = m_tasks.begin(); it != m_tasks.end(); ++it)
+                next = it->second.first < next->second.first ? it : next;
+            if (next->second.first > until + 1e-9)
+                break;
+            now = next->second.first;
+            const std::function<void()> run = std::move(next->second.second);
+            m_tasks.erase(next);
+            run();
+        }
+        now = until;
+    }
+
+private:
+    std::map<TaskId, std::pair<double, std::function<void()>>> m_tasks;
+    TaskId m_lastId = 0;
 };
 
 } // namespace
@@ -30,140 +47,77 @@ class TestChromeVisibility : public QObject {
     Q_OBJECT
 
 private slots:
-    void inputShowsTheChromeForItsDelayWithOneTimer()
+    // The player appears at 0 s; the pointer far from the bottom band (y 504 … 600).
+    void visibility_data()
     {
-        Fixture f;
-        QVERIFY(f.chrome.chromeVisible());
-        for (int i = 0; i < 10; ++i) {
-            f.clock->advance(0.3);
-            f.chrome.showForInput(); // a click on the picture
-        }
-        QCOMPARE(f.clock->pending(), size_t(1));
-        f.clock->advance(1.09);
-        QVERIFY(f.chrome.chromeVisible());
-        f.clock->advance(0.02);
-        QVERIFY(!f.chrome.chromeVisible());
-        QVERIFY(f.chrome.fading());
+        QTest::addColumn<QString>("script");
+        QTest::addColumn<QString>("changes");
+        const auto row = [](const char *name, const char *script, const char *changes) {
+            QTest::newRow(name) << QString(script) << QString(changes);
+        };
+        row("input shows it for 1.1 s, one timer", "+0.3 input +0.3 input +5", "hidden~@1.7");
+        row("the band holds it", "near300,550 +30 near320,560 near300,300 +1", "hidden~@30.14");
+        row("top edge of the band", "near10,504 +5", "");
+        row("just above", "near10,503.99 +5", "hidden~@1.1");
+        row("bottom edge", "near10,600 +5", "");
+        row("below the view", "near10,601 +5", "hidden~@1.1");
+        row("left edge", "near0,550 +5", "");
+        row("left of the view", "near-0.5,550 +5", "hidden~@1.1");
+        row("not a number", "nearnan,550 +5", "hidden~@1.1");
+        row("hovering the bar holds it, leaving the view lets go",
+            "+2 bar1 +10 near300,580 leave +1", "hidden~@1.1 shown~@2 hidden~@12.14");
+        row("the popover holds it", "volume1 +5 volume0 +1", "hidden~@5.35");
+        row("the popover alone switches the bars at once", "+2 volume1 +1 volume0",
+            "hidden~@1.1 shown@2 hidden@3");
+        row("the toast outlasts the last nudge", "nudge +0.5 nudge +5",
+            "toast@0 hidden~@1.6 notoast@1.6");
+        row("zoom commands leave it alone", "+2 zoom +5", "hidden~@1.1");
     }
 
-    void thePointerInTheBandHoldsTheChrome()
+    void visibility()
     {
-        Fixture f;
-        f.chrome.updateBarProximity(QPointF(300, 550), kHeight);
-        QVERIFY(f.chrome.cursorNearBar());
-        f.clock->advance(30);
-        QVERIFY(f.chrome.chromeVisible());
-        // Moving inside the band touches no timer.
-        f.chrome.updateBarProximity(QPointF(320, 560), kHeight);
-        QCOMPARE(f.clock->pending(), size_t(0));
-
-        f.chrome.updateBarProximity(QPointF(320, 300), kHeight);
-        f.clock->advance(0.13);
-        QVERIFY(f.chrome.chromeVisible());
-        f.clock->advance(0.02);
-        QVERIFY(!f.chrome.chromeVisible());
-    }
-
-    void bandEdges_data()
-    {
-        QTest::addColumn<QPointF>("position");
-        QTest::addColumn<bool>("near");
-        const double nan = std::numeric_limits<double>::quiet_NaN();
-        QTest::newRow("top edge of the band") << QPointF(10, kHeight - 96) << true;
-        QTest::newRow("just above") << QPointF(10, kHeight - 96.01) << false;
-        QTest::newRow("bottom edge") << QPointF(10, kHeight) << true;
-        QTest::newRow("below the view") << QPointF(10, kHeight + 1) << false;
-        QTest::newRow("x = 0") << QPointF(0, 550) << true;
-        QTest::newRow("x < 0") << QPointF(-0.5, 550) << false;
-        QTest::newRow("not a number") << QPointF(nan, 550) << false;
-    }
-
-    void bandEdges()
-    {
-        QFETCH(QPointF, position);
-        QFETCH(bool, near);
-        Fixture f;
-        f.chrome.updateBarProximity(position, kHeight);
-        QCOMPARE(f.chrome.cursorNearBar(), near);
-    }
-
-    void barHoverAndLeavingTheView()
-    {
-        Fixture f;
-        f.clock->advance(2);
-        QVERIFY(!f.chrome.chromeVisible());
-        f.chrome.setHoveringBar(true);
-        QVERIFY(f.chrome.showChrome());
-        QVERIFY(!f.chrome.fading() || f.chrome.chromeVisible());
-        f.clock->advance(10);
-        QVERIFY(f.chrome.chromeVisible());
-
-        f.chrome.updateBarProximity(QPointF(300, 580), kHeight);
-        f.chrome.pointerLeftView();
-        QVERIFY(!f.chrome.hoveringBar());
-        QVERIFY(!f.chrome.cursorNearBar());
-        f.clock->advance(0.15);
-        QVERIFY(!f.chrome.chromeVisible());
-    }
-
-    void closingThePopoverAwayFromTheBar()
-    {
-        Fixture f;
-        f.chrome.setShowVolume(true);
-        f.clock->advance(5);
-        QVERIFY(f.chrome.chromeVisible());
-        f.chrome.setShowVolume(false);
-        f.clock->advance(0.34);
-        QVERIFY(f.chrome.chromeVisible());
-        f.clock->advance(0.02);
-        QVERIFY(!f.chrome.chromeVisible());
-    }
-
-    // Only changes that come with showChrome fade the bars, the pointer entering the band from
-    // hidden among them; the popover alone switches them at once.
-    void fadingFollowsShowChromeOnly()
-    {
-        Fixture f;
-        f.clock->advance(2);
-        QVERIFY(f.chrome.fading());
-        QSignalSpy fading(&f.chrome, &ChromeVisibility::fadingChanged);
-        f.chrome.updateBarProximity(QPointF(300, 550), kHeight);
-        QVERIFY(f.chrome.chromeVisible());
-        QVERIFY(f.chrome.fading());
-        f.chrome.updateBarProximity(QPointF(300, 300), kHeight);
-        f.clock->advance(1);
-        QVERIFY(!f.chrome.chromeVisible());
-        QCOMPARE(fading.count(), 0);
-        f.chrome.setShowVolume(true); // raises nothing but showVolume
-        QVERIFY(f.chrome.chromeVisible());
-        QVERIFY(!f.chrome.fading());
-        QCOMPARE(fading.count(), 1);
-    }
-
-    void rateToastStaysUpUntilAfterTheLastNudge()
-    {
-        Fixture f;
+        QFETCH(QString, script);
+        QFETCH(QString, changes);
+        const auto clock = std::make_shared<ManualScheduler>();
         Commands commands;
-        f.chrome.setCommands(&commands);
-        commands.post(CommandName::rateNudged);
-        QVERIFY(f.chrome.ratePulse());
-        f.clock->advance(0.5);
-        f.chrome.pulseRate();
-        f.clock->advance(1.0);
-        QVERIFY(f.chrome.ratePulse());
-        f.clock->advance(0.11);
-        QVERIFY(!f.chrome.ratePulse());
-        QVERIFY(!f.chrome.chromeVisible()); // the pulse showed the chrome for its 1.1 s too
-        commands.post(CommandName::zoomIn);
-        QVERIFY(!f.chrome.ratePulse());
+        ChromeVisibility chrome;
+        chrome.setScheduler(clock);
+        chrome.setCommands(&commands);
+        chrome.showForInput();
+        QStringList log;
+        const auto at = [&] { return '@' + QString::number(clock->now); };
+        connect(&chrome, &ChromeVisibility::chromeVisibleChanged, this, [&] {
+            log << (chrome.chromeVisible() ? "shown" : "hidden") +
+                       QString(chrome.fading() ? "~" : "") + at();
+        });
+        connect(&chrome, &ChromeVisibility::ratePulseChanged, this,
+                [&] { log << (chrome.ratePulse() ? "toast" : "notoast") + at(); });
+        for (const QString &step : script.split(' ')) {
+            if (step.startsWith('+'))
+                clock->advance(step.mid(1).toDouble());
+            else if (step == "input")
+                chrome.showForInput();
+            else if (const QStringList n = step.mid(4).split(','); step.startsWith("near"))
+                chrome.updateBarProximity(QPointF(n[0].toDouble(), n.value(1).toDouble()), 600);
+            else if (step.startsWith("bar"))
+                chrome.setHoveringBar(step.endsWith('1'));
+            else if (step.startsWith("volume"))
+                chrome.setShowVolume(step.endsWith('1'));
+            else if (step == "leave")
+                chrome.pointerLeftView();
+            else if (step == "nudge")
+                commands.post(Commands::Command::RateNudged);
+            else if (step == "zoom")
+                commands.post(Commands::Command::ZoomIn);
+        }
+        QCOMPARE(log.join(' '), changes);
     }
 
     // Qt's timers: a task cancelled once it was due, its timeout on the way, never runs.
     void cancelledTimerTasksNeverRun()
     {
         const std::shared_ptr<TaskScheduler> scheduler = TaskScheduler::system();
-        int cancelledRuns = 0;
-        int keptRuns = 0;
+        int cancelledRuns = 0, keptRuns = 0;
         const TaskScheduler::TaskId cancelled = scheduler->schedule(0, [&] { ++cancelledRuns; });
         scheduler->schedule(0, [&] { ++keptRuns; });
         QThread::msleep(5);

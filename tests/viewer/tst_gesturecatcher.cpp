@@ -1,259 +1,126 @@
-// Qt's pointer, wheel, gesture and key events reduced to the catcher's nine signals, delivered
-// through a real Qt Quick window.
+// Qt's pointer, wheel and gesture events reduced to the catcher's signals, in a real Qt Quick
+// window. Its keys are in the key table's test (tests/app/tst_keyrouter.cpp).
 #include "gesturecatcher.h"
 
 #include <QNativeGestureEvent>
 #include <QPointingDevice>
 #include <QQuickWindow>
-#include <QSignalSpy>
 #include <QTest>
 
-namespace {
-
-struct Fixture {
-    QQuickWindow window;
-    GestureCatcher *catcher = new GestureCatcher(window.contentItem());
-    double clock = 100.0; // seconds; moved by the test, never by real time
-    QSignalSpy magnify{catcher, &GestureCatcher::magnify};
-    QSignalSpy pan{catcher, &GestureCatcher::pan};
-    QSignalSpy clicked{catcher, &GestureCatcher::clicked};
-    QSignalSpy smartZoom{catcher, &GestureCatcher::smartZoom};
-
-    Fixture()
-    {
-        window.resize(800, 600);
-        catcher->setSize(QSizeF(800, 600));
-        catcher->setClock([this] { return clock; });
-        window.show();
-        window.requestActivate();
-        (void)QTest::qWaitForWindowActive(&window);
-    }
-
-    // Through the window, as the desktop delivers them (double clicks included).
-    void press(QPoint at) { QTest::mousePress(&window, Qt::LeftButton, {}, at); }
-    void release(QPoint at) { QTest::mouseRelease(&window, Qt::LeftButton, {}, at); }
-    // Straight to the catcher, at fractional positions and without the moves QTest adds.
-    void mouse(QEvent::Type type, QPointF at, Qt::MouseButton with = Qt::LeftButton)
-    {
-        const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : with;
-        const Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : with;
-        QMouseEvent event(type, at, at, button, held, {});
-        QCoreApplication::sendEvent(catcher, &event);
-    }
-    void drag(QPointF to) { mouse(QEvent::MouseMove, to); }
-    void wheel(QPoint pixels, QPoint angle, Qt::ScrollPhase phase,
-               Qt::KeyboardModifiers modifiers = {})
-    {
-        QWheelEvent event(QPointF(300, 200), QPointF(300, 200), pixels, angle, Qt::NoButton,
-                          modifiers, phase, false);
-        QCoreApplication::sendEvent(&window, &event);
-    }
-    void gesture(Qt::NativeGestureType type, double value)
-    {
-        QNativeGestureEvent event(type, QPointingDevice::primaryPointingDevice(), 2,
-                                  QPointF(250, 150), QPointF(250, 150), QPointF(250, 150), value,
-                                  QPointF());
-        QCoreApplication::sendEvent(&window, &event);
-    }
-    // A key by its xkb key code (evdev + 8): what X and Wayland report.
-    bool key(quint32 evdev, Qt::KeyboardModifiers modifiers = {}, bool repeat = false)
-    {
-        QKeyEvent event(QEvent::KeyPress, Qt::Key_unknown, modifiers, evdev + 8, 0, 0, QString(),
-                        repeat);
-        QCoreApplication::sendEvent(&window, &event);
-        return event.isAccepted();
-    }
-};
-
-QSizeF panDelta(const QSignalSpy &spy, int i)
-{
-    return spy.at(i).at(0).toSizeF();
-}
-
-bool panEnded(const QSignalSpy &spy, int i)
-{
-    return spy.at(i).at(1).toBool();
-}
-
-} // namespace
+#include <array>
 
 class TestGestureCatcher : public QObject {
     Q_OBJECT
 
 private slots:
-    void clicksDependOnTimeAndCount()
+    // Steps: p, m, u press, move and release the left button at x,y (P, M, U the right one);
+    // d, D a double click of either through the window; +s moves the clock; t sets the title
+    // strip; w scrolls x,y pixels, W ends the scroll; n turns the wheel x,y eighths of a degree,
+    // z with Ctrl; g is a pinch step, G its end, s a smart-zoom gesture.
+    void gestures_data()
     {
-        Fixture f;
-        f.press({100, 100});
-        f.clock += 0.3;
-        f.release({100, 100});
-        QCOMPARE(f.clicked.count(), 1);
+        QTest::addColumn<QString>("script");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("quick press is a click") << "p1,1 +0.3 u1,1"
+                                                << "click";
+        QTest::newRow("held 0.5 s is none") << "p1,1 +0.5 u1,1"
+                                            << "";
+        QTest::newRow("double click: the first release") << "d200,200"
+                                                         << "click";
+        QTest::newRow("triple click: the first release")
+            << "p3,3 +0.1 u3,3 p3,3 +0.1 u3,3 p3,3 +0.1 u3,3"
+            << "click";
+        QTest::newRow("creeping never drags") << "p9,9 m9.5,9 m10,9 m10.5,9 m11,9 u11,9"
+                                              << "click";
+        QTest::newRow("past a point it drags, then every step pans")
+            << "p9,9 m12,9 m12.25,9.5 u12.25,9.5"
+            << "pan3,0 pan0.25,0.5 pan0,0!";
+        QTest::newRow("a drag without a press only records") << "m50,50"
+                                                             << "";
+        QTest::newRow("title strip: a drag moves the window") << "t16 p9,9 m12,9 m19,9 u19,9"
+                                                              << "title";
+        QTest::newRow("title strip: a click clicks") << "t16 p9,9 u9,9"
+                                                     << "click";
+        QTest::newRow("right press zooms smartly") << "P320,240 U320,240"
+                                                   << "smart320,240";
+        QTest::newRow("each right press of a double click") << "D32,24"
+                                                            << "smart32,24 smart32,24";
+        QTest::newRow("the right button never drags") << "P9,9 M50,50 M90,90 U90,90 p4,4 m7,4"
+                                                      << "smart9,9 pan3,0";
+        QTest::newRow("touchpad scroll") << "w4,-7 W"
+                                         << "pan4,-7 pan0,0!";
+        QTest::newRow("a wheel notch pans 60 points") << "n0,120"
+                                                      << "pan0,60";
+        QTest::newRow("Ctrl + wheel zooms 10 % a notch") << "z0,120 z0,-240"
+                                                         << "mag0.1@300,200! mag-0.173554@300,200!";
+        QTest::newRow("pinch, ended only at its end")
+            << "g0.05 g-0.02 G s"
+            << "mag0.05@250,150 mag-0.02@250,150 mag0@250,150! smart250,150";
+    }
 
-        f.press({100, 100}); // held too long
-        f.clock += 0.5;
-        f.release({100, 100});
-        QCOMPARE(f.clicked.count(), 1);
+    void gestures()
+    {
+        QFETCH(QString, script);
+        QFETCH(QString, expected);
+        QQuickWindow window;
+        auto *catcher = new GestureCatcher(window.contentItem());
+        catcher->setSize(QSizeF(800, 600));
+        double clock = 100.0;
+        catcher->setClock([&] { return clock; });
+        QStringList log;
+        const auto at = [](QPointF p) { return QStringLiteral("%1,%2").arg(p.x()).arg(p.y()); };
+        const auto end = [](bool ended) { return QString(ended ? "!" : ""); };
+        connect(catcher, &GestureCatcher::clicked, this, [&] { log << "click"; });
+        connect(catcher, &GestureCatcher::titleDragged, this, [&] { log << "title"; });
+        connect(catcher, &GestureCatcher::smartZoom, this,
+                [&](QPointF p) { log << "smart" + at(p); });
+        connect(catcher, &GestureCatcher::pan, this, [&](QSizeF d, bool ended) {
+            log << "pan" + at(QPointF(d.width(), d.height())) + end(ended);
+        });
+        connect(catcher, &GestureCatcher::magnify, this, [&](double d, QPointF p, bool ended) {
+            log << "mag" + QString::number(d) + '@' + at(p) + end(ended);
+        });
+        window.resize(800, 600);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
 
-        f.clock += 5;
-        QTest::mouseDClick(&f.window, Qt::LeftButton, {}, {200, 200});
-        QCOMPARE(f.clicked.count(), 2); // the first release only
-
-        // A quick triple click: the first release only, again.
-        f.clock += 5;
-        for (int i = 0; i < 3; ++i) {
-            f.mouse(QEvent::MouseButtonPress, {300, 300});
-            f.clock += 0.1;
-            f.mouse(QEvent::MouseButtonRelease, {300, 300});
+        for (const QString &step : script.split(' ', Qt::SkipEmptyParts)) {
+            const QStringList n = step.mid(1).split(',');
+            const QPointF p(n.value(0).toDouble(), n.value(1).toDouble());
+            const char op = step[0].toLatin1();
+            if (const int mouse = QByteArray("pmuPMU").indexOf(op); mouse >= 0) {
+                const Qt::MouseButton button = mouse < 3 ? Qt::LeftButton : Qt::RightButton;
+                const QEvent::Type type = std::array{QEvent::MouseButtonPress, QEvent::MouseMove,
+                                                     QEvent::MouseButtonRelease}[mouse % 3];
+                QMouseEvent event(type, p, p, type == QEvent::MouseMove ? Qt::NoButton : button,
+                                  type == QEvent::MouseButtonRelease ? Qt::NoButton : button, {});
+                QCoreApplication::sendEvent(catcher, &event);
+            } else if (op == 'd' || op == 'D') {
+                QTest::mouseDClick(&window, op == 'd' ? Qt::LeftButton : Qt::RightButton, {},
+                                   p.toPoint());
+            } else if (const int wheel = QByteArray("wWnz").indexOf(op); wheel >= 0) {
+                QWheelEvent event(QPointF(300, 200), QPointF(300, 200),
+                                  op == 'w' ? p.toPoint() : QPoint(),
+                                  wheel < 2 ? QPoint() : p.toPoint(), Qt::NoButton,
+                                  op == 'z' ? Qt::ControlModifier : Qt::NoModifier,
+                                  std::array{Qt::ScrollUpdate, Qt::ScrollEnd, Qt::NoScrollPhase,
+                                             Qt::NoScrollPhase}[wheel],
+                                  false);
+                QCoreApplication::sendEvent(&window, &event);
+            } else if (const int gesture = QByteArray("gGs").indexOf(op); gesture >= 0) {
+                const QPointF c(250, 150);
+                QNativeGestureEvent event(std::array{Qt::ZoomNativeGesture, Qt::EndNativeGesture,
+                                                     Qt::SmartZoomNativeGesture}[gesture],
+                                          QPointingDevice::primaryPointingDevice(), 2, c, c, c,
+                                          p.x(), QPointF());
+                QCoreApplication::sendEvent(&window, &event);
+            } else if (op == '+') {
+                clock += p.x();
+            } else {
+                catcher->setTitleStrip(p.x()); // t
+            }
         }
-        QCOMPARE(f.clicked.count(), 3);
-        QCOMPARE(f.pan.count(), 0);
-    }
-
-    void dragsPanPastTheThresholdOnly()
-    {
-        Fixture f;
-        // Creeping half a point at a time never becomes a drag, however far; a quick release
-        // is still a click.
-        f.mouse(QEvent::MouseButtonPress, {100, 100});
-        for (int i = 1; i <= 20; ++i)
-            f.drag(QPointF(100 + 0.5 * i, 100));
-        f.mouse(QEvent::MouseButtonRelease, {110, 100});
-        QCOMPARE(f.pan.count(), 0);
-        QCOMPARE(f.clicked.count(), 1);
-
-        // Three points at once is a drag; from then on every step pans, fractions too.
-        f.mouse(QEvent::MouseButtonPress, {100, 100});
-        f.drag(QPointF(103, 100));
-        f.drag(QPointF(103.25, 100.5));
-        f.mouse(QEvent::MouseButtonRelease, {103.25, 100.5});
-        QCOMPARE(f.pan.count(), 3);
-        QCOMPARE(panDelta(f.pan, 0), QSizeF(3, 0));
-        QCOMPARE(panDelta(f.pan, 1), QSizeF(0.25, 0.5));
-        QVERIFY(!panEnded(f.pan, 1));
-        QCOMPARE(panDelta(f.pan, 2), QSizeF(0, 0));
-        QVERIFY(panEnded(f.pan, 2));
-        QCOMPARE(f.clicked.count(), 1); // no click after a drag
-
-        // In the title strip a drag moves the window instead, and a click is still a click.
-        QSignalSpy titleDragged(f.catcher, &GestureCatcher::titleDragged);
-        f.catcher->setTitleStrip(16);
-        f.clock += 5;
-        f.mouse(QEvent::MouseButtonPress, {100, 10});
-        f.drag(QPointF(103, 12));
-        f.drag(QPointF(110, 20));
-        f.mouse(QEvent::MouseButtonRelease, {110, 20});
-        QCOMPARE(titleDragged.count(), 1);
-        QCOMPARE(f.pan.count(), 3);
-        f.clock += 5;
-        f.mouse(QEvent::MouseButtonPress, {100, 10});
-        f.mouse(QEvent::MouseButtonRelease, {100, 10});
-        QCOMPARE(f.clicked.count(), 2);
-    }
-
-    void dragWithoutPressOnlyRecords()
-    {
-        Fixture f;
-        f.drag(QPointF(50, 50));
-        QCOMPARE(f.pan.count(), 0);
-    }
-
-    void rightButtonAsksForSmartZoom()
-    {
-        Fixture f;
-        QTest::mouseClick(&f.window, Qt::RightButton, {}, {320, 240});
-        QCOMPARE(f.smartZoom.count(), 1);
-        QCOMPARE(f.smartZoom.at(0).at(0).toPointF(), QPointF(320, 240));
-
-        // Each right press is one request, in a double click too; the right button never drags,
-        // and leaves nothing behind for the next drag of the left.
-        QTest::mouseDClick(&f.window, Qt::RightButton, {}, {320, 240});
-        QCOMPARE(f.smartZoom.count(), 3);
-        f.mouse(QEvent::MouseButtonPress, {100, 100}, Qt::RightButton);
-        for (int x : {150, 200})
-            f.mouse(QEvent::MouseMove, QPointF(x, x), Qt::RightButton);
-        f.mouse(QEvent::MouseButtonRelease, {200, 200}, Qt::RightButton);
-        QCOMPARE(f.pan.count(), 0);
-        f.mouse(QEvent::MouseButtonPress, {400, 400});
-        f.drag(QPointF(403, 400));
-        QCOMPARE(f.pan.count(), 1);
-        QCOMPARE(panDelta(f.pan, 0), QSizeF(3, 0));
-        QCOMPARE(f.clicked.count(), 0);
-    }
-
-    void wheelPansAndCtrlWheelZooms()
-    {
-        Fixture f;
-        // A touchpad: pixel deltas as reported, ended only on the end phase.
-        f.wheel({4, -7}, {32, -56}, Qt::ScrollUpdate);
-        f.wheel({0, 0}, {0, 0}, Qt::ScrollEnd);
-        // A mouse wheel: no phases, a notch away from the user moves the picture down.
-        f.wheel({}, {0, 120}, Qt::NoScrollPhase);
-        QCOMPARE(f.pan.count(), 3);
-        QCOMPARE(panDelta(f.pan, 0), QSizeF(4, -7));
-        QVERIFY(!panEnded(f.pan, 0));
-        QVERIFY(panEnded(f.pan, 1));
-        QCOMPARE(panDelta(f.pan, 2), QSizeF(0, GestureCatcher::kPanPerNotch));
-        QVERIFY(!panEnded(f.pan, 2));
-
-        // Ctrl + wheel is the mouse's pinch, about the pointer: 10 % a notch either way.
-        f.wheel({}, {0, 120}, Qt::NoScrollPhase, Qt::ControlModifier);
-        f.wheel({}, {0, -240}, Qt::NoScrollPhase, Qt::ControlModifier);
-        QCOMPARE(f.pan.count(), 3);
-        QCOMPARE(f.magnify.count(), 2);
-        QCOMPARE(f.magnify.at(0).at(0).toDouble(), 0.1);
-        QCOMPARE(f.magnify.at(0).at(1).toPointF(), QPointF(300, 200));
-        QVERIFY(qAbs(f.magnify.at(1).at(0).toDouble() - (1.0 / 1.21 - 1.0)) < 0.02);
-    }
-
-    void nativeGesturesAreEndedOnlyAtTheEnd()
-    {
-        Fixture f;
-        f.gesture(Qt::BeginNativeGesture, 0);
-        f.gesture(Qt::ZoomNativeGesture, 0.05);
-        f.gesture(Qt::ZoomNativeGesture, -0.02);
-        f.gesture(Qt::EndNativeGesture, 0);
-        f.gesture(Qt::SmartZoomNativeGesture, 1);
-        QCOMPARE(f.magnify.count(), 3);
-        QCOMPARE(f.magnify.at(0).at(0).toDouble(), 0.05);
-        QVERIFY(!f.magnify.at(0).at(2).toBool());
-        QVERIFY(!f.magnify.at(1).at(2).toBool());
-        QCOMPARE(f.magnify.at(2).at(0).toDouble(), 0.0);
-        QVERIFY(f.magnify.at(2).at(2).toBool());
-        QCOMPARE(f.smartZoom.count(), 1);
-        QCOMPARE(f.smartZoom.at(0).at(0).toPointF(), QPointF(250, 150));
-    }
-
-    void keysByPosition()
-    {
-        Fixture f;
-        QSignalSpy escape(f.catcher, &GestureCatcher::escapePressed);
-        QSignalSpy fullscreen(f.catcher, &GestureCatcher::fullscreenPressed);
-        QSignalSpy rate(f.catcher, &GestureCatcher::rateStep);
-        QSignalSpy skip(f.catcher, &GestureCatcher::skip);
-        // evdev codes of the US positions: Esc 1, F 33, S 31, R 19, D 32, ← 105, → 106.
-        QVERIFY(f.key(1));
-        QVERIFY(f.key(33, Qt::AltModifier)); // Option and Shift do not matter here
-        QVERIFY(f.key(31, Qt::ShiftModifier));
-        QVERIFY(f.key(19, Qt::MetaModifier));
-        QVERIFY(f.key(32));
-        QVERIFY(f.key(105));
-        QVERIFY(f.key(106));
-        QCOMPARE(escape.count(), 1);
-        QCOMPARE(fullscreen.count(), 1);
-        QCOMPARE(rate.count(), 3);
-        QCOMPARE(rate.at(0).at(0).toInt(), -1);
-        QCOMPARE(rate.at(1).at(0).toInt(), 0);
-        QCOMPARE(rate.at(2).at(0).toInt(), 1);
-        QCOMPARE(skip.count(), 2);
-        QCOMPARE(skip.at(0).at(0).toDouble(), -10.0);
-        QCOMPARE(skip.at(1).at(0).toDouble(), 10.0);
-
-        // Held keys act once; Ctrl combinations and other keys go on to the menus.
-        QVERIFY(f.key(106, {}, true));
-        QVERIFY(!f.key(33, Qt::ControlModifier));
-        QVERIFY(!f.key(30)); // A
-        QCOMPARE(skip.count(), 2);
-        QCOMPARE(fullscreen.count(), 1);
+        QCOMPARE(log.join(' '), expected);
     }
 };
 

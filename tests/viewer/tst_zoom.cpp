@@ -1,7 +1,10 @@
-// The zoom arithmetic and the handlers that drive it, with the player area at 800 × 600 showing
-// a 1920 × 1080 picture (fitted to 800 × 450) unless a row says otherwise.
+// The picture's geometry: the zoom arithmetic, the handlers that drive it, and the frame the
+// surface hands to the engine; the player area at 800 × 600 showing a 1920 × 1080 picture
+// (fitted to 800 × 450) unless a row says otherwise.
 #include "commands.h"
+#include "fakeengine.h"
 #include "pictureframe.h"
+#include "picturesurface.h"
 #include "zoomcontroller.h"
 
 #include <QSignalSpy>
@@ -13,34 +16,21 @@ namespace {
 
 const QSizeF kView(800, 600);
 const QSizeF kVideo(1920, 1080);
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-enum class Op {
-    Pinch,
-    PinchEnded,
-    ZoomIn,
-    ZoomOut,
-    SmartZoom,
-    Pan
-};
 
 ZoomState state(double scale, QSizeF offset = QSizeF(0, 0))
 {
-    ZoomState z;
-    z.scale = scale;
-    z.offset = offset;
-    return z;
+    return ZoomState{scale, offset};
 }
 
-// Brings a controller to `from` through its own handlers: a pinch about the centre to the scale,
-// then a pan by the offset.
-void prepare(ZoomController &zoom, const ZoomState &from)
+// A controller brought to `from` by its own handlers: a pinch about the centre, then a pan.
+std::unique_ptr<ZoomController> controllerAt(const ZoomState &from)
 {
-    zoom.setViewSize(kView);
-    zoom.setVideoSize(kVideo);
-    zoom.magnify(from.scale - 1.0, QPointF(400, 300), true);
-    zoom.pan(from.offset, true);
-    QCOMPARE(zoom.zoom(), from);
+    auto zoom = std::make_unique<ZoomController>();
+    zoom->setViewSize(kView);
+    zoom->setVideoSize(kVideo);
+    zoom->magnify(from.scale - 1.0, QPointF(400, 300), true);
+    zoom->pan(from.offset, true);
+    return zoom;
 }
 
 } // namespace
@@ -49,211 +39,153 @@ class TestZoom : public QObject {
     Q_OBJECT
 
 private slots:
-    void fittedSizeAndClampLimits_data()
+    void clamp_data()
     {
         QTest::addColumn<QSizeF>("video");
-        QTest::addColumn<double>("scale");
-        QTest::addColumn<QSizeF>("wanted");
+        QTest::addColumn<ZoomState>("wanted");
         QTest::addColumn<QSizeF>("clamped");
-        QTest::newRow("2x, pushed past both edges")
-            << kVideo << 2.0 << QSizeF(900, -700) << QSizeF(400, -150);
-        QTest::newRow("2x, inside") << kVideo << 2.0 << QSizeF(-120, 90) << QSizeF(-120, 90);
+        QTest::newRow("2x, past both edges")
+            << kVideo << state(2, {900, -700}) << QSizeF(400, -150);
+        QTest::newRow("2x, inside") << kVideo << state(2, {-120, 90}) << QSizeF(-120, 90);
         QTest::newRow("1.2x, height does not overflow")
-            << kVideo << 1.2 << QSizeF(-500, 40) << QSizeF(-80, 0);
-        QTest::newRow("1x, always centred") << kVideo << 1.0 << QSizeF(30, 30) << QSizeF(0, 0);
-        QTest::newRow("no video size") << QSizeF(0, 0) << 4.0 << QSizeF(30, 30) << QSizeF(0, 0);
+            << kVideo << state(1.2, {-500, 40}) << QSizeF(-80, 0);
+        QTest::newRow("1x, centred") << kVideo << state(1, {30, 30}) << QSizeF(0, 0);
+        QTest::newRow("no video size") << QSizeF() << state(4, {30, 30}) << QSizeF(0, 0);
     }
 
-    void fittedSizeAndClampLimits()
+    void clamp()
     {
         QFETCH(QSizeF, video);
-        QFETCH(double, scale);
-        QFETCH(QSizeF, wanted);
+        QFETCH(ZoomState, wanted);
         QFETCH(QSizeF, clamped);
-        ZoomState z = state(scale, wanted);
+        ZoomState z = wanted;
         z.clamp(kView, fittedSize(kView, video));
-        QCOMPARE(z.offset, clamped);
-        QCOMPARE(z.scale, scale);
+        QCOMPARE(z, state(wanted.scale, clamped));
     }
 
-    void fittedSizeRule()
-    {
-        QCOMPARE(fittedSize(kView, kVideo), QSizeF(800, 450));
-        QCOMPARE(fittedSize(kView, QSizeF(1080, 1920)), QSizeF(337.5, 600));
-        QCOMPARE(fittedSize(kView, QSizeF(1, 1080)), QSizeF(0, 0));
-        QCOMPARE(fittedSize(QSizeF(800, 1), kVideo), QSizeF(0, 0));
-    }
-
+    // The pointer rests at `at` (at (0, 0) it never came); pinch and smart zoom act about `at`,
+    // a pan moves by it.
     void handlers_data()
     {
         QTest::addColumn<ZoomState>("from");
-        QTest::addColumn<QPointF>("cursor"); // (0, 0): the pointer never came
-        QTest::addColumn<int>("op");
-        QTest::addColumn<double>("amount"); // pinch delta
-        QTest::addColumn<QPointF>("at");    // pinch or smart-zoom location; pan delta
+        QTest::addColumn<QString>("op");
+        QTest::addColumn<QPointF>("at");
         QTest::addColumn<ZoomState>("to");
-        const QPointF centre(400, 300), right(500, 300);
-        const QPointF none(0, 0);
-        QTest::newRow("zoom in about the centre")
-            << state(1) << none << int(Op::ZoomIn) << 0.0 << QPointF() << state(1.25);
-        QTest::newRow("zoom in twice")
-            << state(1.25) << none << int(Op::ZoomIn) << 0.0 << QPointF() << state(1.5625);
-        QTest::newRow("zoom in 100 right of centre") << state(1) << right << int(Op::ZoomIn) << 0.0
-                                                     << QPointF() << state(1.25, QSizeF(-25, 0));
-        QTest::newRow("pointer at (0, 0) counts as none")
-            << state(1) << QPointF(0, 0) << int(Op::ZoomIn) << 0.0 << QPointF() << state(1.25);
-        QTest::newRow("zoom out from 1.1 stops at 1")
-            << state(1.1, QSizeF(40, 0)) << right << int(Op::ZoomOut) << 0.0 << QPointF()
-            << state(1);
-        QTest::newRow("zoom in caps at 16")
-            << state(15) << none << int(Op::ZoomIn) << 0.0 << QPointF() << state(16);
-        QTest::newRow("pinch past 16 holds 16")
-            << state(12) << none << int(Op::Pinch) << 1.0 << centre << state(16);
+        const QPointF centre(400, 300), right(500, 300), none(0, 0);
+        QTest::newRow("zoom in about the centre") << state(1) << "in" << none << state(1.25);
+        QTest::newRow("zoom in twice") << state(1.25) << "in" << none << state(1.5625);
+        QTest::newRow("zoom in about the pointer")
+            << state(1) << "in" << right << state(1.25, {-25, 0});
+        QTest::newRow("zoom out stops at 1") << state(1.1, {40, 0}) << "out" << right << state(1);
+        QTest::newRow("zoom in caps at 16") << state(15) << "in" << none << state(16);
+        QTest::newRow("pinch past 16 holds 16") << state(12) << "pinch 1" << centre << state(16);
         QTest::newRow("pinch out past 1 recentres")
-            << state(3, QSizeF(200, 100)) << none << int(Op::Pinch) << -0.9 << right << state(1);
-        QTest::newRow("pinch at 1 out stays centred")
-            << state(1) << none << int(Op::Pinch) << -0.5 << right << state(1);
-        QTest::newRow("pinch about a point") << state(1) << none << int(Op::Pinch) << 1.0
-                                             << QPointF(600, 200) << state(2, QSizeF(-200, 100));
-        QTest::newRow("pinch factor 0 ignored")
-            << state(2, QSizeF(10, 10)) << none << int(Op::Pinch) << -1.0 << centre
-            << state(2, QSizeF(10, 10));
-        QTest::newRow("pinch not a number ignored")
-            << state(2, QSizeF(10, 10)) << none << int(Op::Pinch) << kNaN << centre
-            << state(2, QSizeF(10, 10));
-        QTest::newRow("smart zoom from 1 at the centre")
-            << state(1) << none << int(Op::SmartZoom) << 0.0 << centre << state(2);
-        QTest::newRow("smart zoom from 1 off centre")
-            << state(1) << none << int(Op::SmartZoom) << 0.0 << QPointF(100, 131)
-            << state(2, QSizeF(300, 150));
-        QTest::newRow("smart zoom from 1.5 goes back")
-            << state(1.5, QSizeF(50, 20)) << none << int(Op::SmartZoom) << 0.0 << centre
-            << state(1);
-        QTest::newRow("smart zoom from 1.001 zooms in")
-            << state(1.001) << none << int(Op::SmartZoom) << 0.0 << centre << state(2);
-        QTest::newRow("pan at 1 does nothing")
-            << state(1) << none << int(Op::Pan) << 0.0 << QPointF(50, 50) << state(1);
+            << state(3, {200, 100}) << "pinch -0.9" << right << state(1);
+        QTest::newRow("pinch about a point")
+            << state(1) << "pinch 1" << QPointF(600, 200) << state(2, {-200, 100});
+        QTest::newRow("pinch by 0 ignored")
+            << state(2, {10, 10}) << "pinch -1" << centre << state(2, {10, 10});
+        QTest::newRow("pinch by NaN ignored")
+            << state(2, {10, 10}) << "pinch nan" << centre << state(2, {10, 10});
+        QTest::newRow("smart zoom about a point")
+            << state(1) << "smart" << QPointF(100, 131) << state(2, {300, 150});
+        QTest::newRow("smart zoom goes back")
+            << state(1.5, {50, 20}) << "smart" << centre << state(1);
+        QTest::newRow("smart zoom from 1.001") << state(1.001) << "smart" << centre << state(2);
         QTest::newRow("pan at 1.0005 does nothing")
-            << state(1.0005) << none << int(Op::Pan) << 0.0 << QPointF(50, 50) << state(1.0005);
+            << state(1.0005) << "pan" << QPointF(50, 50) << state(1.0005);
         QTest::newRow("pan stops at the edge")
-            << state(2, QSizeF(300, 0)) << none << int(Op::Pan) << 0.0 << QPointF(300, -400)
-            << state(2, QSizeF(400, -150));
+            << state(2, {300, 0}) << "pan" << QPointF(300, -400) << state(2, {400, -150});
     }
 
     void handlers()
     {
         QFETCH(ZoomState, from);
-        QFETCH(QPointF, cursor);
-        QFETCH(int, op);
-        QFETCH(double, amount);
+        QFETCH(QString, op);
         QFETCH(QPointF, at);
         QFETCH(ZoomState, to);
-        ZoomController zoom;
-        prepare(zoom, from);
-        zoom.setCursor(cursor);
-
-        switch (Op(op)) {
-        case Op::Pinch:
-        case Op::PinchEnded:
-            zoom.magnify(amount, at, Op(op) == Op::PinchEnded);
-            break;
-        case Op::ZoomIn:
-            zoom.zoomIn();
-            break;
-        case Op::ZoomOut:
-            zoom.zoomOut();
-            break;
-        case Op::SmartZoom:
-            zoom.smartZoom(at);
-            break;
-        case Op::Pan:
-            zoom.pan(QSizeF(at.x(), at.y()), false);
-            break;
-        }
-        QCOMPARE(zoom.zoom().scale, to.scale);
-        QCOMPARE(zoom.zoom().offset, to.offset);
+        const std::unique_ptr<ZoomController> zoom = controllerAt(from);
+        QCOMPARE(zoom->zoom(), from);
+        Commands commands;
+        zoom->setCommands(&commands);
+        zoom->setCursor(at);
+        if (op == "in" || op == "out")
+            commands.post(op == "in" ? Commands::Command::ZoomIn : Commands::Command::ZoomOut);
+        else if (op.startsWith("pinch"))
+            zoom->magnify(op.mid(6).toDouble(), at, false);
+        else if (op == "smart")
+            zoom->smartZoom(at);
+        else
+            zoom->pan(QSizeF(at.x(), at.y()), false);
+        QCOMPARE(zoom->zoom(), to);
     }
 
-    void percentLabel_data()
-    {
-        QTest::addColumn<double>("scale");
-        QTest::addColumn<QString>("label");
-        QTest::newRow("1") << 1.0 << "100%";
-        QTest::newRow("1.125, half away from zero") << 1.125 << "113%";
-        QTest::newRow("1.25") << 1.25 << "125%";
-        QTest::newRow("1.5625") << 1.5625 << "156%";
-        QTest::newRow("16") << 16.0 << "1600%";
-    }
-
-    void percentLabel()
-    {
-        QFETCH(double, scale);
-        QFETCH(QString, label);
-        QCOMPARE(state(scale).percentLabel(), label);
-    }
-
-    // The eased transitions change the state at once and the picture over their duration; a
-    // new video resets at once, even in the middle of one.
-    void easedTransitionsAndImmediateReset()
-    {
-        ZoomController zoom;
-        prepare(zoom, state(1));
-        QSignalSpy presented(&zoom, &ZoomController::presentedChanged);
-
-        zoom.smartZoom(QPointF(400, 300));
-        QCOMPARE(zoom.zoom(), state(2));
-        QCOMPARE(zoom.presented().scale, 1.0);
-        QTRY_COMPARE(zoom.presented().scale, 2.0);
-        QVERIFY(presented.count() > 2); // went through steps
-
-        zoom.reset();
-        QCOMPARE(zoom.zoom(), state(1));
-        QTRY_VERIFY(zoom.presented().scale < 2.0);
-        zoom.resetImmediately();
-        QCOMPARE(zoom.presented().scale, 1.0);
-        QCOMPARE(zoom.presented().offset, QSizeF(0, 0));
-
-        // Pinches and pans show at once.
-        zoom.magnify(0.5, QPointF(400, 300), false);
-        QCOMPARE(zoom.presented().scale, 1.5);
-    }
-
-    void commandsAndChrome()
+    // Smart zoom and reset change the state at once and the picture over their duration; a new
+    // video resets at once. Gestures show the chrome; commands and pans leave it alone.
+    void easedTransitionsAndTheChrome()
     {
         Commands commands;
-        ZoomController zoom;
-        prepare(zoom, state(1));
-        zoom.setCommands(&commands);
-        QSignalSpy chrome(&zoom, &ZoomController::chromeRequested);
-
-        commands.post(CommandName::zoomIn);
-        QCOMPARE(zoom.zoom().scale, 1.25);
-        commands.post(CommandName::zoomOut);
-        QCOMPARE(zoom.zoom().scale, 1.0);
-        commands.post(CommandName::zoomIn);
-        commands.post(CommandName::zoomReset);
-        QCOMPARE(zoom.zoom(), state(1));
-        commands.post(CommandName::rateNudged);
-        zoom.pan(QSizeF(10, 10), true);
-        QCOMPARE(chrome.count(), 0); // commands and pans leave the chrome alone
-
-        zoom.magnify(0.1, QPointF(400, 300), false);
-        zoom.magnify(0.0, QPointF(400, 300), true);
-        zoom.smartZoom(QPointF(400, 300));
-        QCOMPARE(chrome.count(), 3);
+        const std::unique_ptr<ZoomController> zoom = controllerAt(state(1));
+        zoom->setCommands(&commands);
+        QSignalSpy chrome(zoom.get(), &ZoomController::chromeRequested);
+        zoom->smartZoom(QPointF(400, 300));
+        QCOMPARE(zoom->zoom(), state(2));
+        QCOMPARE(zoom->presented().scale, 1.0);
+        QTRY_COMPARE(zoom->presented().scale, 2.0);
+        commands.post(Commands::Command::ZoomReset);
+        QCOMPARE(zoom->zoom(), state(1));
+        QTRY_VERIFY(zoom->presented().scale < 2.0);
+        zoom->resetImmediately();
+        QCOMPARE(zoom->presented(), state(1));
+        zoom->pan(QSizeF(10, 10), true);
+        zoom->magnify(0.5, QPointF(400, 300), false);
+        QCOMPARE(zoom->presented().scale, 1.5); // pinches show at once
+        QCOMPARE(chrome.count(), 2);
+        // A resize keeps the zoom until the next gesture clamps it.
+        zoom->setViewSize(QSizeF(400, 300));
+        QCOMPARE(zoom->zoom(), state(1.5));
     }
 
-    void resizingKeepsTheZoomUntilTheNextGesture()
+    // The engine fits the picture and zooms about its centre: the same frame must come out.
+    void frame_data()
     {
-        ZoomController zoom;
-        prepare(zoom, state(2, QSizeF(400, 150)));
-        zoom.setViewSize(QSizeF(400, 300));
-        QCOMPARE(zoom.zoom(), state(2, QSizeF(400, 150)));
-        QCOMPARE(zoom.fittedSize(), QSizeF(400, 225));
-        zoom.pan(QSizeF(0, 0), true);
-        QCOMPARE(zoom.zoom(), state(2, QSizeF(200, 75)));
+        QTest::addColumn<QSizeF>("bounds");
+        QTest::addColumn<QSizeF>("video");
+        QTest::addColumn<ZoomState>("zoom");
+        QTest::addColumn<QRectF>("frame");
+        const QSizeF tall(1080, 1920);
+        QTest::newRow("letterboxed") << kView << kVideo << state(1) << QRectF(0, 75, 800, 450);
+        QTest::newRow("2x, moved")
+            << kView << kVideo << state(2, {100, -50}) << QRectF(-300, -200, 1600, 900);
+        QTest::newRow("pillarboxed") << kView << tall << state(1) << QRectF(231.25, 0, 337.5, 600);
+        QTest::newRow("16x portrait") << QSizeF(1024, 700) << tall << state(16, {-2000, 3000})
+                                      << QRectF(-4638, -2250, 6300, 11200);
+        QTest::newRow("no video size") << kView << QSizeF() << state(3) << QRectF(0, 0, 800, 600);
+        QTest::newRow("too thin") << kView << QSizeF(4000, 2) << state(1) << QRectF(0, 0, 800, 600);
+    }
+
+    void frame()
+    {
+        QFETCH(QSizeF, bounds);
+        QFETCH(QSizeF, video);
+        QFETCH(ZoomState, zoom);
+        QFETCH(QRectF, frame);
+        FakePlayer player(QUrl::fromLocalFile(QStringLiteral("/v/a.mp4")));
+        PictureSurface surface;
+        surface.setSize(bounds);
+        surface.setPlayer(&player);
+        surface.setVideoSize(video);
+        surface.setZoom(zoom);
+        QCOMPARE(surface.pictureRect(), frame);
+        const QSizeF fitted = fittedSize(bounds, video);
+        const double w = fitted.width() * player.zoomScale(),
+                     h = fitted.height() * player.zoomScale();
+        if (frame != QRectF(QPointF(0, 0), bounds)) // else there is no picture to zoom
+            QCOMPARE(QRectF((bounds.width() - w) / 2 + player.zoomPan().x() * w,
+                            (bounds.height() - h) / 2 + player.zoomPan().y() * h, w, h),
+                     frame);
     }
 };
 
-QTEST_GUILESS_MAIN(TestZoom)
+QTEST_MAIN(TestZoom)
 #include "tst_zoom.moc"
