@@ -18,10 +18,14 @@ struct Span {
 
 constexpr Span kLadder[] = {
     {0.1f, 0.1f, 0, false}, // everything below the lowest rung
-    {0.1f, 0.25f, 0, false},     {0.25f, 0.5f, 0, false},
-    {0.5f, 0.75f, 0, false},     {0.75f, 0.9f, 0.05f, false},
-    {0.9f, 1.0f, 0, false},      {1.0f, 1.1f, 0, false},
-    {1.1f, 1.25f, 0.05f, false}, {1.25f, std::numeric_limits<float>::infinity(), 0.25f, true},
+    {0.1f, 0.25f, 0, false},
+    {0.25f, 0.5f, 0, false},
+    {0.5f, 0.75f, 0, false},
+    {0.75f, 0.9f, 0.05f, false}, // 0.8, 0.85
+    {0.9f, 1.0f, 0, false},
+    {1.0f, 1.1f, 0, false},                                       // 1.05 is no rung
+    {1.1f, 1.25f, 0.05f, false},                                  // 1.15, 1.2
+    {1.25f, std::numeric_limits<float>::infinity(), 0.25f, true}, // 1.5, 1.75, …
 };
 
 // The first stretch that `reaches` the rate; the open top one for what reaches none (infinity,
