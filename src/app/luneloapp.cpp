@@ -24,8 +24,6 @@
 #include <QQuickView>
 #include <QtQml/QQmlExtensionPlugin>
 
-#include <cmath>
-
 Q_IMPORT_QML_PLUGIN(LuneloPlugin)
 
 namespace {
@@ -58,15 +56,9 @@ void traceSession(PlaybackSession &session)
                      [&session] { Trace::event(session.isMuted() ? "muted" : "unmuted"); });
     QObject::connect(&session, &PlaybackSession::rateChanged, &session,
                      [&session] { Trace::event("rate", QString::number(session.rate())); });
-    // The playhead moves by ticks of a fraction of a second while playing; a move of a second or
-    // more is a skip, a restart or a scrub.
-    QObject::connect(&session, &PlaybackSession::currentTimeChanged, &session,
-                     [&session, last = 0.0]() mutable {
-                         const double now = session.currentTime();
-                         if (std::abs(now - last) >= 1.0)
-                             Trace::event("jump", QString::number(now, 'f', 3));
-                         last = now;
-                     });
+    QObject::connect(&session, &PlaybackSession::jumped, &session, [&session] {
+        Trace::event("jump", QString::number(session.currentTime(), 'f', 3));
+    });
 }
 
 } // namespace

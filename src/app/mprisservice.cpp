@@ -20,8 +20,6 @@ const QDBusObjectPath kNoTrack(QStringLiteral("/org/mpris/MediaPlayer2/TrackList
 
 constexpr double kMinimumRate = 0.1;
 constexpr double kMaximumRate = 16.0;
-// A playhead further than this from where playing on would have put it has jumped (seconds).
-constexpr double kSeekTolerance = 0.25;
 
 // The player properties announced through PropertiesChanged; the position never is.
 constexpr const char *kAnnounced[] = {
@@ -173,8 +171,7 @@ MprisService::MprisService(PlaybackSession &session, AppDelegate &delegate, QObj
           &PlaybackSession::errorMessageChanged, &PlaybackSession::rateChanged,
           &PlaybackSession::volumeChanged, &PlaybackSession::isRepeatingChanged})
         connect(&session, changed, this, &MprisService::scheduleChanges);
-    connect(&session, &PlaybackSession::currentTimeChanged, this, &MprisService::positionObserved);
-    m_sinceLastPosition.start();
+    connect(&session, &PlaybackSession::jumped, this, &MprisService::positionJumped);
 }
 
 MprisService::~MprisService()
@@ -345,15 +342,10 @@ void MprisService::openUri(const QString &uri)
         m_delegate.openPreview(url);
 }
 
-void MprisService::positionObserved()
+void MprisService::positionJumped()
 {
-    const double now = m_session.currentTime();
-    const double elapsed = double(m_sinceLastPosition.restart()) / 1000.0;
-    const double expected =
-        m_lastPosition + (m_session.isPlaying() ? elapsed * m_session.rate() : 0.0);
-    m_lastPosition = now;
-    if (m_isPublished && hasFile() && std::abs(now - expected) > kSeekTolerance)
-        emit seeked(microseconds(now));
+    if (m_isPublished && hasFile())
+        emit seeked(microseconds(m_session.currentTime()));
 }
 
 void MprisService::scheduleChanges()

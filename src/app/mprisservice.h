@@ -2,7 +2,6 @@
 
 #include <QDBusConnection>
 #include <QDBusObjectPath>
-#include <QElapsedTimer>
 #include <QObject>
 #include <QVariantMap>
 
@@ -63,7 +62,7 @@ signals:
 private:
     void scheduleChanges();
     void publishChanges();
-    void positionObserved();
+    void positionJumped();
     [[nodiscard]] QVariantMap snapshot() const;
 
     PlaybackSession &m_session;
@@ -74,7 +73,4 @@ private:
     QVariantMap m_published; // the player's properties as last announced
     QDBusObjectPath m_track;
     quint64 m_trackCount = 0;
-    // Where the playhead was last seen, and when: a jump is a seek.
-    double m_lastPosition = 0;
-    QElapsedTimer m_sinceLastPosition;
 };

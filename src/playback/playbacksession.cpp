@@ -4,8 +4,6 @@
 #include "folderplaylist.h"
 #include "preferences.h"
 
-#include <QTransform>
-
 #include <cmath>
 
 namespace {
@@ -72,6 +70,7 @@ void PlaybackSession::open(const QUrl &url)
     setVideoSize(QSizeF(0, 0));
     setUrl(url);
     setTitle(titleFor(url));
+    emit jumped();
 
     // Access to the file and its folder takes file-system lookups (identities, bookmarks): the
     // player starts once the disk has answered, unless another file was opened meanwhile.
@@ -147,9 +146,7 @@ void PlaybackSession::dropItemObservers()
     for (const auto &connection : std::as_const(m_itemObservers))
         disconnect(connection);
     m_itemObservers.clear();
-    m_seekInFlight = false;
-    m_pendingScrub.reset();
-    m_seekFinished = nullptr;
+    m_seeks.clear();
 }
 
 bool PlaybackSession::isCurrent(const MediaPlayer *player) const
@@ -273,7 +270,11 @@ void PlaybackSession::endObserved(MediaPlayer *player)
         QMetaObject::invokeMethod(
             this,
             [this, guard] {
-                if (isCurrent(guard) && m_isRepeating)
+                if (!isCurrent(guard))
+                    return;
+                setCurrentTime(0);
+                emit jumped();
+                if (m_isRepeating)
                     play();
             },
             Qt::QueuedConnection);
@@ -292,13 +293,9 @@ void PlaybackSession::applyVideoSize(MediaPlayer *player)
             return;
         if (!isCurrent(guard))
             return;
-        // The rotation turns the natural size; a quarter turn exchanges width and height
-        // (QTransform keeps quarter turns exact).
-        const QPointF turned =
-            QTransform()
-                .rotate(track->rotation)
-                .map(QPointF(track->naturalSize.width(), track->naturalSize.height()));
-        const QSizeF shown(std::abs(turned.x()), std::abs(turned.y()));
+        // A quarter turn exchanges width and height.
+        const bool isQuarterTurned = ((track->rotation % 180) + 180) % 180 == 90;
+        const QSizeF shown = isQuarterTurned ? track->naturalSize.transposed() : track->naturalSize;
         if (isUsableSize(shown))
             setVideoSize(shown);
     });

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "foldernavigator.h"
 #include "mediaengine.h"
+#include "seekqueue.h"
 
 #include <QObject>
 #include <QPointer>
@@ -124,6 +126,9 @@ signals:
     void volumeChanged();
     void isMutedChanged();
     void isRepeatingChanged();
+    // The playhead jumped instead of moving on with playback: a skip, a scrub, a frame step, a
+    // restart from the beginning, a new file. `currentTime` already holds where it landed.
+    void jumped();
 
 private:
     // Player life cycle and observation.
@@ -138,11 +143,9 @@ private:
     void endObserved(MediaPlayer *player);
     [[nodiscard]] bool isCurrent(const MediaPlayer *player) const;
 
-    // The seek queue.
     // Moves the playhead to `seconds`, within the item, and asks the player to follow.
     void seekTo(double seconds, bool exact);
-    void issueSeek(bool exact);
-    void runSeekFinished();
+    void sendSeek(double seconds, bool exact);
     [[nodiscard]] double clampTime(double seconds) const;
     [[nodiscard]] double frameDuration() const;
 
@@ -151,12 +154,9 @@ private:
     void leaveFile();
 
     // Sibling steps.
-    struct Sibling;
-    [[nodiscard]] static Sibling findSibling(const QUrl &file, int direction);
-    void siblingFound(const Sibling &found, int direction);
+    void siblingFound(const FolderNavigator::Sibling &found, int direction);
     void stepOnceGranted(int direction);
     void resumeSteps();
-    [[nodiscard]] static bool canReadMedia(const QUrl &url);
 
     // Folder access. What opening a file finds out on the disk about access to it and its
     // folder; accesses it started are held here until the session takes them over, or lets
@@ -232,10 +232,8 @@ private:
     // The connections of the current player's observers and time observer.
     QList<QMetaObject::Connection> m_itemObservers;
     QMetaObject::Connection m_timeObserver;
-    bool m_seekInFlight = false;
-    std::optional<double> m_pendingScrub;
+    SeekQueue m_seeks{[this](double seconds, bool exact) { sendSeek(seconds, exact); }};
     bool m_wasPlayingBeforeScrub = false;
-    std::function<void()> m_seekFinished;
 
     // The file and the folder whose access this session started; each is stopped before its
     // field is replaced or cleared.

@@ -9,13 +9,8 @@
 #include "folderplaylist.h"
 #include "preferences.h"
 
-#include <QFile>
 #include <QPointer>
 #include <QTimer>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -27,18 +22,6 @@ QString bookmarkKey(const QUrl &folder)
 }
 
 } // namespace
-
-// What a step found on the disk.
-struct PlaybackSession::Sibling {
-    enum class Outcome {
-        Unlistable, // the folder could not be read
-        None,       // fewer than two videos, or the open file is not among them
-        Found,
-    };
-    Outcome outcome = Outcome::None;
-    QUrl target;
-    bool isReadable = false;
-};
 
 void PlaybackSession::openSibling(int direction)
 {
@@ -57,8 +40,11 @@ void PlaybackSession::openSibling(int direction)
     m_isStepping = true;
     const quint64 generation = m_generation;
     m_diskJobs.run(
-        this, [file = m_url, direction] { return findSibling(file, direction); },
-        [this, generation, direction](const Sibling &found) {
+        this,
+        [file = m_url, direction] {
+            return FolderNavigator::find(file, direction, videoExtensions());
+        },
+        [this, generation, direction](const FolderNavigator::Sibling &found) {
             if (generation != m_generation)
                 return; // another file was opened, or this one closed, meanwhile
             m_isStepping = false;
@@ -66,35 +52,7 @@ void PlaybackSession::openSibling(int direction)
         });
 }
 
-PlaybackSession::Sibling PlaybackSession::findSibling(const QUrl &file, int direction)
-{
-    const QUrl folder = FolderPlaylist::folderOf(file);
-    const std::optional<FolderPlaylist::Listing> listing = FolderPlaylist::list(folder);
-    if (!listing)
-        return {Sibling::Outcome::Unlistable, {}, false};
-    QUrl target;
-    if (direction == 1 || direction == -1) {
-        // The keys' single steps, in one pass over the folder.
-        const std::optional<QUrl> next =
-            FolderPlaylist::neighbour(file, *listing, folder, videoExtensions(), direction);
-        if (!next)
-            return {}; // fewer than two videos, or the file moved or renamed since it was opened
-        target = *next;
-    } else {
-        const QList<QUrl> videos =
-            FolderPlaylist::videos(FolderPlaylist::locations(*listing, folder), videoExtensions());
-        const qsizetype n = videos.size();
-        if (n < 2)
-            return {};
-        const qsizetype i = FolderPlaylist::indexOf(file, videos, folder, listing->links);
-        if (i < 0)
-            return {}; // moved or renamed since it was opened
-        target = videos[((i + direction) % n + n) % n];
-    }
-    return {Sibling::Outcome::Found, target, canReadMedia(target)};
-}
-
-void PlaybackSession::siblingFound(const Sibling &found, int direction)
+void PlaybackSession::siblingFound(const FolderNavigator::Sibling &found, int direction)
 {
     if (const int more = std::exchange(m_pendingSteps, 0)) {
         // Asked for again while the disk was busy: one step for all, from the same file.
@@ -103,12 +61,12 @@ void PlaybackSession::siblingFound(const Sibling &found, int direction)
         return;
     }
     switch (found.outcome) {
-    case Sibling::Outcome::Unlistable:
+    case FolderNavigator::Sibling::Outcome::Unlistable:
         stepOnceGranted(direction);
         break;
-    case Sibling::Outcome::None:
+    case FolderNavigator::Sibling::Outcome::None:
         break;
-    case Sibling::Outcome::Found:
+    case FolderNavigator::Sibling::Outcome::Found:
         if (found.isReadable) {
             open(found.target);
             break;
@@ -137,26 +95,6 @@ void PlaybackSession::resumeSteps()
 {
     if (const int steps = std::exchange(m_pendingSteps, 0))
         openSibling(steps);
-}
-
-// Whether the system lets the process read the file. Pipes, sockets and devices named like
-// videos are not a matter of access: they count as readable, and the engine says what they are.
-// Opened without waiting: a pipe would wait for a writer.
-bool PlaybackSession::canReadMedia(const QUrl &url)
-{
-    const QByteArray path = QFile::encodeName(url.toLocalFile());
-    struct stat info {};
-    if (::stat(path.constData(), &info) == 0 && !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode))
-        return true;
-    if (::access(path.constData(), R_OK) != 0)
-        return false;
-    // Opened as the engine will open it. Something that opens but is no video (a folder named
-    // like one) is the engine's to refuse, with its message; only what cannot be opened asks.
-    const int fd = ::open(path.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    ::close(fd);
-    return true;
 }
 
 bool PlaybackSession::isSandboxed() const

@@ -4,60 +4,16 @@
 
 #include "preferences.h"
 
-#include <cmath>
+#include "rateladder.h"
 
-namespace {
-
-// Rates are 32-bit floats, rounded to hundredths with halves away from zero.
-float hundredths(float rate)
-{
-    return std::round(rate * 100.0f) / 100.0f;
-}
-
-} // namespace
-
-// Going up compares with less-than and going down with at-most, so a rate exactly on a rung
-// moves to the next rung either way; rates off the ladder are placed by the same rules.
 float PlaybackSession::nextFaster(float rate)
 {
-    const float c = hundredths(rate);
-    if (c < 0.1f)
-        return 0.1f;
-    if (c < 0.25f)
-        return 0.25f;
-    if (c < 0.5f)
-        return 0.5f;
-    if (c < 0.75f)
-        return 0.75f;
-    if (c < 0.9f)
-        return hundredths(c + 0.05f);
-    if (c < 1.0f)
-        return 1.0f;
-    if (c < 1.1f)
-        return 1.1f;
-    if (c < 1.25f)
-        return hundredths(c + 0.05f);
-    return hundredths(c + 0.25f);
+    return RateLadder::nextFaster(rate);
 }
 
 float PlaybackSession::nextSlower(float rate)
 {
-    const float c = hundredths(rate);
-    if (c <= 0.25f)
-        return 0.1f;
-    if (c <= 0.5f)
-        return 0.25f;
-    if (c <= 0.75f)
-        return 0.5f;
-    if (c <= 0.9f)
-        return hundredths(c - 0.05f);
-    if (c <= 1.0f)
-        return 0.9f;
-    if (c <= 1.1f)
-        return 1.0f;
-    if (c <= 1.25f)
-        return hundredths(c - 0.05f);
-    return std::max(hundredths(c - 0.25f), 1.25f);
+    return RateLadder::nextSlower(rate);
 }
 
 void PlaybackSession::nudgeRate(int direction)

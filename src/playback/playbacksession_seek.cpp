@@ -1,6 +1,5 @@
-// The seek queue: at most one seek runs on the player and only the newest target waits, so a
-// fast drag becomes a chain of quick approximate seeks that ends where the drag stopped, while
-// skips, frame steps and the release of the scrubber land exactly.
+// Seeking, scrubbing and frame stepping: the playhead moves at once, the player follows through
+// the seek queue.
 #include "playbacksession.h"
 
 #include <cmath>
@@ -38,10 +37,10 @@ double PlaybackSession::frameDuration() const
 
 void PlaybackSession::seekTo(double seconds, bool exact)
 {
-    const double target = clampTime(seconds);
-    setCurrentTime(target);
-    m_pendingScrub = target;
-    issueSeek(exact);
+    setCurrentTime(clampTime(seconds));
+    emit jumped();
+    if (m_player)
+        m_seeks.seek(m_currentTime, exact);
 }
 
 void PlaybackSession::skip(double seconds)
@@ -70,15 +69,18 @@ void PlaybackSession::scrub(double seconds)
 
 void PlaybackSession::endScrub()
 {
-    m_pendingScrub = m_currentTime;
-    m_seekFinished = [this, self = QPointer(this)] {
-        if (!self)
-            return;
+    // The scrub lasts until the player has caught up with the playhead.
+    const auto finish = [this] {
         setSeeking(false);
         if (m_wasPlayingBeforeScrub)
             play();
     };
-    issueSeek(true);
+    if (!m_player) {
+        finish();
+        return;
+    }
+    m_seeks.whenDrained(finish);
+    m_seeks.seek(m_currentTime, true);
 }
 
 void PlaybackSession::stepFrame(int count)
@@ -92,42 +94,17 @@ void PlaybackSession::stepFrame(int count)
     seekTo(m_currentTime + frameDuration() * count, true);
 }
 
-void PlaybackSession::runSeekFinished()
+void PlaybackSession::sendSeek(double seconds, bool exact)
 {
-    if (std::function<void()> finished = std::exchange(m_seekFinished, nullptr))
-        finished();
-}
-
-void PlaybackSession::issueSeek(bool exact)
-{
-    if (!m_player) {
-        runSeekFinished();
-        return;
-    }
-    // An approximate target waits for the running seek; an exact one goes out at once.
-    if (m_seekInFlight && !exact)
-        return;
-    if (!m_pendingScrub) {
-        runSeekFinished();
-        return;
-    }
-    const double target = *std::exchange(m_pendingScrub, std::nullopt);
-    m_seekInFlight = true;
-
     const QPointer<MediaPlayer> sentTo(m_player.get());
     const auto mode = exact ? MediaPlayer::SeekMode::Exact : MediaPlayer::SeekMode::Approximate;
-    m_player->seek(onTimeScale(target), mode, [this, sentTo, exact] {
+    m_player->seek(onTimeScale(seconds), mode, [this, sentTo, exact] {
         // `this` as the context: the queued action is dropped if the session is gone.
         QMetaObject::invokeMethod(
             this,
             [this, sentTo, exact] {
-                if (!isCurrent(sentTo))
-                    return; // the file was replaced or closed meanwhile
-                m_seekInFlight = false;
-                if (m_pendingScrub)
-                    issueSeek(exact);
-                else
-                    runSeekFinished();
+                if (isCurrent(sentTo)) // not replaced or closed meanwhile
+                    m_seeks.completed(exact);
             },
             Qt::QueuedConnection);
     });

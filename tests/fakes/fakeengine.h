@@ -20,7 +20,10 @@ public:
         bool completed = false;
     };
 
-    explicit FakePlayer(const QUrl &url);
+    explicit FakePlayer(const QUrl &url)
+        : m_url(url)
+    {
+    }
 
     // MediaPlayer
     QUrl url() const override { return m_url; }
@@ -30,33 +33,70 @@ public:
     double duration() const override { return m_duration; }
     double currentTime() const override { return m_time; }
     float rate() const override { return m_rate; }
-    void setRate(float rate) override;
+    void setRate(float rate) override { m_rate = rate > 0 ? rate : 0; }
     void setVolume(float volume) override { m_volume = volume; }
     void setMuted(bool muted) override { m_muted = muted; }
-    void seek(double seconds, SeekMode mode, std::function<void()> completion) override;
+    void seek(double seconds, SeekMode mode, std::function<void()> completion) override
+    {
+        m_time = seconds;
+        m_seeks.push_back({seconds, mode, std::move(completion), false});
+    }
     std::optional<VideoTrack> videoTrack() const override { return m_track; }
-    void loadVideoTrack(std::function<void(std::optional<VideoTrack>)> done) override;
-    void setVideoZoom(double scale, double panX, double panY) override;
+    void loadVideoTrack(std::function<void(std::optional<VideoTrack>)> done) override
+    {
+        m_trackWaiters.push_back(std::move(done));
+    }
+    void setVideoZoom(double scale, double panX, double panY) override
+    {
+        m_zoomScale = scale;
+        m_zoomPan = QPointF(panX, panY);
+    }
 
     // Scripting: each of these changes the state and emits what a real engine would.
-    void becomeReady(double duration, QSizeF presentationSize = QSizeF(0, 0));
-    void fail(std::optional<MediaError> error);
-    void changePresentationSize(QSizeF size);
-    void changeDuration(double seconds);
-    void emitTick(double seconds);
+    void becomeReady(double duration, QSizeF presentationSize = QSizeF(0, 0))
+    {
+        m_duration = duration;
+        m_presentationSize = presentationSize;
+        m_status = Status::ReadyToPlay;
+        emit statusChanged();
+        emit durationChanged();
+        if (!presentationSize.isEmpty())
+            emit presentationSizeChanged();
+    }
+    void fail(std::optional<MediaError> error)
+    {
+        m_error = std::move(error);
+        m_status = Status::Failed;
+        m_rate = 0;
+        emit statusChanged();
+    }
+    void emitTick(double seconds) { emit tick(m_time = seconds); }
     // Plays to the end: the player pauses itself on the last frame and reports it.
-    void reachEnd();
+    void reachEnd()
+    {
+        m_rate = 0;
+        emitTick(m_duration);
+        emit reachedEnd();
+    }
     // Settles the pending track loads with `track` (nothing: no video track).
-    void settleTrack(std::optional<VideoTrack> track);
-    // Runs the completion of seek `index` (in order sent), once.
-    void completeSeek(qsizetype index);
-    void completeAllSeeks();
+    void settleTrack(std::optional<VideoTrack> track)
+    {
+        m_track = track;
+        for (auto &done : std::exchange(m_trackWaiters, {}))
+            done(track);
+    }
+    // Runs the completion of every seek sent and not completed yet, in the order sent.
+    void completeAllSeeks()
+    {
+        for (size_t i = 0; i < m_seeks.size(); ++i)
+            if (!std::exchange(m_seeks[i].completed, true) && m_seeks[i].completion)
+                m_seeks[i].completion();
+    }
 
     // What the player was told.
     [[nodiscard]] const std::vector<Seek> &seeks() const { return m_seeks; }
     [[nodiscard]] float volume() const { return m_volume; }
     [[nodiscard]] bool muted() const { return m_muted; }
-    [[nodiscard]] int rateChanges() const { return m_rateChanges; }
     [[nodiscard]] double zoomScale() const { return m_zoomScale; }
     [[nodiscard]] QPointF zoomPan() const { return m_zoomPan; }
 
@@ -70,7 +110,6 @@ private:
     float m_rate = 0;
     float m_volume = 1;
     bool m_muted = false;
-    int m_rateChanges = 0;
     std::vector<Seek> m_seeks;
     std::optional<VideoTrack> m_track;
     std::vector<std::function<void(std::optional<VideoTrack>)>> m_trackWaiters;
@@ -80,7 +119,12 @@ private:
 
 class FakeEngine final : public MediaEngine {
 public:
-    std::unique_ptr<MediaPlayer> createPlayer(const QUrl &url) override;
+    std::unique_ptr<MediaPlayer> createPlayer(const QUrl &url) override
+    {
+        auto player = std::make_unique<FakePlayer>(url);
+        m_players << player.get();
+        return player;
+    }
 
     // Every player made, oldest first; destroyed ones read as null.
     [[nodiscard]] const QList<QPointer<FakePlayer>> &players() const { return m_players; }

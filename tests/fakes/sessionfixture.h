@@ -15,9 +15,8 @@ struct SessionFixture {
     FakePlayer *openReady(const QString &name = QStringLiteral("/v/a.mp4"), double duration = 60)
     {
         session.open(QUrl::fromLocalFile(name));
-        FakePlayer *player = engine.last();
-        player->becomeReady(duration, QSizeF(1920, 1080));
+        engine.last()->becomeReady(duration, QSizeF(1920, 1080));
         settle();
-        return player;
+        return engine.last();
     }
 };

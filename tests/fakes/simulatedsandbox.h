@@ -23,14 +23,11 @@ public:
 
     std::optional<QByteArray> createBookmark(const QUrl &url) override
     {
-        if (bookmarksFail)
-            return std::nullopt;
         return QByteArray::number(++bookmarksMade) + ' ' + url.toLocalFile().toUtf8();
     }
 
     std::optional<Resolved> resolveBookmark(const QByteArray &bookmark) override
     {
-        ++resolutions;
         const qsizetype space = bookmark.indexOf(' ');
         if (space < 0 || unresolvable.contains(bookmark))
             return std::nullopt;
@@ -48,11 +45,9 @@ public:
     }
 
     bool sandboxed = true;
-    bool bookmarksFail = false;
     QSet<QString> refusedStarts;   // paths whose access does not start
     QSet<QByteArray> stale;        // bookmarks that resolve as stale
     QSet<QByteArray> unresolvable; // bookmarks that no longer resolve
     QHash<QString, int> held;      // path → starts minus stops
     int bookmarksMade = 0;
-    int resolutions = 0;
 };
