@@ -1,7 +1,12 @@
 #include "appdriver.h"
 
+#include "testsupport.h"
+
+#include <algorithm>
+
 #include <QDir>
 #include <QGuiApplication>
+#include <QMetaEnum>
 #include <QPixmap>
 #include <QScreen>
 #include <QSettings>
@@ -9,47 +14,35 @@
 
 namespace {
 
-// Whether the tests run on a Wayland compositor (tests/run-wayland.sh) rather than X.
-bool isWayland()
-{
-    return qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
-}
+// Colours by their components and how far each may be off; Checker is checked apart.
+constexpr int kColours[][4] = {
+    {0, 0, 0, 24}, {128, 128, 128, 20}, {255, 0, 0, 60}, {0, 0, 255, 60}, {36, 36, 37, 24}};
 
-// What tests/run-wayland.sh has Weston show where no window is.
-constexpr QRgb kWestonBackground = 0xff133757;
-
-// The compositor's whole output, as weston-screenshooter saves it into its working folder.
-QImage westonScreenshot()
+bool looksLike(const QImage &image, QPoint at, Colour colour)
 {
-    QTemporaryDir folder;
-    QProcess shooter;
-    shooter.setWorkingDirectory(folder.path());
-    shooter.start(QStringLiteral("weston-screenshooter"), QStringList());
-    if (!shooter.waitForFinished(10000))
-        return {};
-    const QStringList shots = QDir(folder.path()).entryList({QStringLiteral("*.png")});
-    return shots.isEmpty()
-               ? QImage()
-               : QImage(folder.filePath(shots.first())).convertToFormat(QImage::Format_RGB32);
-}
-
-// The bounding box of what is not the background: the one window there is.
-QRect windowIn(const QImage &screen)
-{
-    QRect box;
-    for (int y = 0; y < screen.height(); ++y) {
-        const auto *line = reinterpret_cast<const QRgb *>(screen.constScanLine(y));
-        for (int x = 0; x < screen.width(); ++x) {
-            if ((line[x] | 0xff000000) == kWestonBackground)
-                continue;
-            int last = screen.width() - 1;
-            while ((line[last] | 0xff000000) == kWestonBackground)
-                --last;
-            box |= QRect(x, y, last - x + 1, 1);
-            break;
-        }
+    if (colour != Colour::Checker) {
+        const auto [r, g, b, by] = kColours[int(colour)];
+        const QRgb c = image.pixel(at);
+        return qAbs(qRed(c) - r) < by && qAbs(qGreen(c) - g) < by && qAbs(qBlue(c) - b) < by;
     }
-    return box;
+    // Rows through the middle of a row of pixels alternate light and dark every 8 screen
+    // pixels (rows between two rows of pixels average to grey); the steps between are ramps.
+    for (int y = at.y(); y < at.y() + 16; ++y) {
+        int contrast = 0, ramps = 0;
+        for (int x = at.x() - 100; x < at.x() + 100; ++x) {
+            const int v = qGray(image.pixel(x, y));
+            contrast += qAbs(v - qGray(image.pixel(x + 8, y)));
+            ramps += v > 60 && v < 190;
+        }
+        if (contrast > 70 * 200 && ramps > 40)
+            return true;
+    }
+    return false;
+}
+
+template<typename E> E named(const QString &name)
+{
+    return E(QMetaEnum::fromType<E>().keyToValue(name.toLatin1().constData()));
 }
 
 } // namespace
@@ -59,25 +52,11 @@ AppDriver::AppDriver(const QString &home, Launch launch)
 {
     for (const char *sub : {".config/Lunelo", ".local/share", ".cache", ".local/state", "run"})
         QDir(m_home).mkpath(QString::fromLatin1(sub));
-    if (home.isEmpty() && launch == Launch::Later) {
-        QFile config(configFile());
-        if (config.open(QIODevice::WriteOnly))
-            config.write("[General]\nonboardingCompleted=true\n");
-    }
-    QFile::setPermissions(m_home + QStringLiteral("/run"),
-                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    if (home.isEmpty() && launch == Launch::Later)
+        setPreference(QStringLiteral("onboardingCompleted"), true);
+    QFile::setPermissions(m_home + "/run", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     m_process.setProcessChannelMode(QProcess::ForwardedOutputChannel);
     QObject::connect(&m_process, &QProcess::readyReadStandardError, [this] { readTrace(); });
-}
-
-AppDriver::~AppDriver()
-{
-    stop();
-}
-
-QString AppDriver::configFile() const
-{
-    return m_home + QStringLiteral("/.config/Lunelo/Lunelo.conf");
 }
 
 void AppDriver::setPreference(const QString &key, const QVariant &value)
@@ -88,12 +67,14 @@ void AppDriver::setPreference(const QString &key, const QVariant &value)
 QProcessEnvironment AppDriver::environment() const
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("HOME"), m_home);
-    env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home + QStringLiteral("/.config"));
-    env.insert(QStringLiteral("XDG_DATA_HOME"), m_home + QStringLiteral("/.local/share"));
-    env.insert(QStringLiteral("XDG_CACHE_HOME"), m_home + QStringLiteral("/.cache"));
-    env.insert(QStringLiteral("XDG_STATE_HOME"), m_home + QStringLiteral("/.local/state"));
-    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_home + QStringLiteral("/run"));
+    const std::pair<const char *, const char *> folders[] = {{"HOME", ""},
+                                                             {"XDG_CONFIG_HOME", "/.config"},
+                                                             {"XDG_DATA_HOME", "/.local/share"},
+                                                             {"XDG_CACHE_HOME", "/.cache"},
+                                                             {"XDG_STATE_HOME", "/.local/state"},
+                                                             {"XDG_RUNTIME_DIR", "/run"}};
+    for (const auto &[variable, folder] : folders)
+        env.insert(QString::fromLatin1(variable), m_home + QString::fromLatin1(folder));
     env.insert(QStringLiteral("GSETTINGS_BACKEND"), QStringLiteral("keyfile"));
     env.insert(QStringLiteral("LUNELO_TRACE"), QStringLiteral("1"));
     env.remove(QStringLiteral("QT_QPA_PLATFORM"));
@@ -102,9 +83,8 @@ QProcessEnvironment AppDriver::environment() const
 
 void AppDriver::reduceMotion()
 {
-    const QString folder = m_home + QStringLiteral("/.config/glib-2.0/settings");
-    QDir().mkpath(folder);
-    QFile keyfile(folder + QStringLiteral("/keyfile"));
+    QDir(m_home).mkpath(QStringLiteral(".config/glib-2.0/settings"));
+    QFile keyfile(m_home + "/.config/glib-2.0/settings/keyfile");
     if (keyfile.open(QIODevice::WriteOnly))
         keyfile.write("[org/gnome/desktop/interface]\nenable-animations=false\n");
 }
@@ -121,8 +101,7 @@ bool AppDriver::start(const QStringList &arguments)
 
 int AppDriver::waitForExit(int timeoutMs)
 {
-    if (m_process.state() != QProcess::NotRunning &&
-        !QTest::qWaitFor([this] { return m_process.state() == QProcess::NotRunning; }, timeoutMs))
+    if (!QTest::qWaitFor([this] { return !isRunning(); }, timeoutMs))
         return -1;
     readTrace();
     return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
@@ -130,7 +109,7 @@ int AppDriver::waitForExit(int timeoutMs)
 
 void AppDriver::stop()
 {
-    if (m_process.state() == QProcess::NotRunning)
+    if (!isRunning())
         return;
     m_process.terminate();
     if (!m_process.waitForFinished(5000)) {
@@ -139,43 +118,28 @@ void AppDriver::stop()
     }
 }
 
-bool AppDriver::isRunning() const
-{
-    return m_process.state() != QProcess::NotRunning;
-}
-
 void AppDriver::readTrace()
 {
     m_partial += m_process.readAllStandardError();
-    qsizetype newline;
-    while ((newline = m_partial.indexOf('\n')) >= 0) {
+    for (qsizetype newline; (newline = m_partial.indexOf('\n')) >= 0;) {
         const QString line = QString::fromUtf8(m_partial.left(newline));
         m_partial.remove(0, newline + 1);
-        static const QString prefix = QStringLiteral("lunelo-trace ");
-        if (!line.startsWith(prefix)) {
-            if (qEnvironmentVariableIsSet("LUNELO_TEST_VERBOSE"))
-                qDebug().noquote() << "lunelo:" << line;
-            continue;
-        }
-        // Drop the prefix and the timestamp.
-        const qsizetype space = line.indexOf(QLatin1Char(' '), prefix.size());
-        m_trace << line.mid(space + 1);
+        if (line.startsWith(QLatin1String("lunelo-trace ")))
+            m_trace << line.section(QLatin1Char(' '), 2); // without the prefix and the time
+        else if (qEnvironmentVariableIsSet("LUNELO_TEST_VERBOSE"))
+            qDebug().noquote() << "lunelo:" << line;
     }
 }
 
-int AppDriver::waitForTrace(const QString &prefix, int timeoutMs, int from)
+int AppDriver::waitForTrace(const QRegularExpression &line, int timeoutMs, int from)
 {
     int found = -1;
     (void)QTest::qWaitFor(
         [&] {
             readTrace();
-            for (int i = from; i < m_trace.size(); ++i) {
-                if (m_trace[i].startsWith(prefix)) {
-                    found = i;
-                    return true;
-                }
-            }
-            return !isRunning();
+            for (int i = from; i < m_trace.size() && found < 0; ++i)
+                found = line.match(m_trace[i]).hasMatch() ? i : -1;
+            return found >= 0 || !isRunning();
         },
         timeoutMs);
     return found;
@@ -188,27 +152,22 @@ QString AppDriver::xdotool(const QStringList &arguments, int timeoutMs)
     if (!p.waitForFinished(timeoutMs)) {
         p.kill();
         p.waitForFinished();
-        return {};
     }
     return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
 }
 
 WId AppDriver::window(int timeoutMs)
 {
-    if (m_window)
-        return m_window;
     // Not while the window still fades in: its frame is still moving.
-    if (waitForTrace(QStringLiteral("window-shown"), timeoutMs) < 0)
-        return 0;
+    if (m_window || waitForTrace(QStringLiteral("window-shown"), timeoutMs) < 0)
+        return m_window;
     (void)QTest::qWaitFor(
         [&] {
-            const QString out =
-                xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                         QStringLiteral("--pid"), QString::number(m_process.processId())},
-                        2000);
-            const QStringList ids = out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-            if (!ids.isEmpty())
-                m_window = ids.last().toULongLong();
+            m_window = xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                QStringLiteral("--pid"), QString::number(processId())},
+                               2000)
+                           .section(QLatin1Char('\n'), -1)
+                           .toULongLong();
             return m_window != 0;
         },
         timeoutMs);
@@ -217,62 +176,74 @@ WId AppDriver::window(int timeoutMs)
 
 QRect AppDriver::windowGeometry()
 {
-    if (isWayland())
-        return windowIn(westonScreenshot());
     // xwininfo, not xdotool: xdotool reports the position of a reparented window off by its
     // window manager's title bar.
     QProcess p;
     p.start(QStringLiteral("xwininfo"), {QStringLiteral("-id"), QString::number(window())});
     p.waitForFinished(5000);
     QHash<QString, int> values;
-    for (const QString &line : QString::fromUtf8(p.readAllStandardOutput()).split('\n')) {
-        const qsizetype colon = line.lastIndexOf(QLatin1Char(':'));
-        if (colon > 0)
-            values.insert(line.left(colon).trimmed(), line.mid(colon + 1).trimmed().toInt());
-    }
+    for (const QString &line : QString::fromUtf8(p.readAllStandardOutput()).split('\n'))
+        values.insert(line.section(':', 0, -2).trimmed(), line.section(':', -1).toInt());
     return {values.value(QStringLiteral("Absolute upper-left X")),
             values.value(QStringLiteral("Absolute upper-left Y")),
             values.value(QStringLiteral("Width")), values.value(QStringLiteral("Height"))};
 }
 
-bool AppDriver::waitForWindowSize(QSize size, int timeoutMs)
+bool AppDriver::waitForFrame(QRect frame, int timeoutMs)
 {
-    if (waitForTrace(QStringLiteral("window-shown"), timeoutMs) < 0 ||
-        (!isWayland() && !window(timeoutMs)))
-        return false;
-    return QTest::qWaitFor([&] { return windowGeometry().size() == size; }, timeoutMs);
+    return window(timeoutMs) && QTest::qWaitFor(
+                                    [&] {
+                                        const QRect r = windowGeometry();
+                                        return frame.topLeft().isNull() ? r.size() == frame.size()
+                                                                        : r == frame;
+                                    },
+                                    timeoutMs);
 }
 
-void AppDriver::resizeWindow(int width, int height)
+void AppDriver::act(const QString &script)
 {
-    xdotool({QStringLiteral("windowsize"), QString::number(window()), QString::number(width),
-             QString::number(height)});
-    (void)QTest::qWaitFor([&] { return windowGeometry().size() == QSize(width, height); }, 5000);
-}
-
-void AppDriver::activate()
-{
-    xdotool(
-        {QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::number(window())});
+    const QPoint origin = windowGeometry().topLeft();
+    QStringList arguments;
+    for (const QString &word : script.split(' ', Qt::SkipEmptyParts)) {
+        bool isPlace = false;
+        const int place = QMetaEnum::fromType<Place>().keyToValue(word.toLatin1(), &isPlace);
+        const QPoint at = origin + (isPlace ? point(Place(place)) : QPoint());
+        arguments << (isPlace ? QStringList{QString::number(at.x()), QString::number(at.y())}
+                              : QStringList{word});
+    }
+    xdotool(arguments);
 }
 
 void AppDriver::click(QPoint inWindow, int button)
 {
-    const QPoint origin = windowGeometry().topLeft();
-    xdotool({QStringLiteral("mousemove"), QString::number(origin.x() + inWindow.x()),
-             QString::number(origin.y() + inWindow.y()), QStringLiteral("click"),
-             QString::number(button)});
+    const QPoint at = windowGeometry().topLeft() + inWindow;
+    xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
+             QStringLiteral("click"), QString::number(button)});
 }
 
 QImage AppDriver::grabWindow()
 {
-    if (isWayland()) {
-        const QImage screen = westonScreenshot();
-        return screen.copy(windowIn(screen));
-    }
     const QRect r = windowGeometry();
     return QGuiApplication::primaryScreen()
         ->grabWindow(0, r.x(), r.y(), r.width(), r.height())
         .toImage()
         .convertToFormat(QImage::Format_RGB32);
+}
+
+bool AppDriver::looks(const QImage &image, const QString &expected)
+{
+    const QStringList pairs = expected.split(' ', Qt::SkipEmptyParts);
+    return std::all_of(pairs.begin(), pairs.end(), [&](const QString &pair) {
+        return looksLike(image, point(named<Place>(pair.section('=', 0, 0))),
+                         named<Colour>(pair.section('=', 1)));
+    });
+}
+
+bool AppDriver::shows(const QString &expected, int timeoutMs)
+{
+    QImage shot;
+    const bool shown =
+        QTest::qWaitFor([&] { return looks(shot = grabWindow(), expected); }, timeoutMs);
+    saveShot(shot, QString(expected).replace(' ', '_'));
+    return shown;
 }
