@@ -59,5 +59,5 @@ fi
 if [ $stall = yes ]; then
     echo
     tests/run-x.sh "$dir/bench/bench_stall" --lunelo "$dir/src/app/lunelo" \
-        --slowfs "$dir/tests/slowfs" --clip "$dir/bench-media/step-720p30.mp4"
+        --slowfs "$dir/bench/slowfs" --clip "$dir/bench-media/step-720p30.mp4"
 fi

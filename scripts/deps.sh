@@ -13,7 +13,7 @@ build=(cmake g++ ninja-build pkg-config
     libmpv-dev libavformat-dev libglib2.0-dev libglib2.0-bin shared-mime-info xdg-utils
     fonts-dejavu-core libgl1-mesa-dri ffmpeg)
 testing=(xvfb xauth xdotool openbox weston dbus x11-utils x11-xkb-utils x11-xserver-utils
-    imagemagick mpv desktop-file-utils appstream gsettings-desktop-schemas qt6-gtk-platformtheme fuse3
+    imagemagick mpv desktop-file-utils appstream gsettings-desktop-schemas qt6-gtk-platformtheme fuse3 bindfs
     libfuse3-dev)
 sanitizing=(clang-14 libclang-rt-14-dev)
 

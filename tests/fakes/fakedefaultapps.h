@@ -8,55 +8,37 @@
 #include <atomic>
 #include <mutex>
 
-// A desktop whose default applications the test sets and whose claims it scripts. Every call
-// is recorded. Claims may come from a worker thread, hence the lock.
+// A desktop whose default applications the test sets and whose claims it scripts and records.
+// Claims may come from a worker thread, hence the lock.
 class FakeDefaultApps final : public DefaultApps {
 public:
     QString ownId() const override { return QStringLiteral("org.lunelo.Lunelo.desktop"); }
     QString ownExecutable() const override { return QStringLiteral("/build/lunelo"); }
     QString installedExecutable() const override { return QStringLiteral("/usr/bin/lunelo"); }
-
-    std::optional<QString> defaultHandler(const QString &mimeType) const override
+    std::optional<QString> defaultHandler(const QString &mime) const override
     {
-        std::lock_guard lock(mutex);
-        calls << QStringLiteral("registry? ") + mimeType;
-        return registry.contains(mimeType) ? std::optional(registry.value(mimeType)) : std::nullopt;
+        return find(registry, mime);
     }
-    bool setDefaultHandler(const QString &mimeType, const QString &desktopId) override
+    std::optional<QString> applicationFor(const QString &mime) const override
     {
-        std::lock_guard lock(mutex);
-        calls << QStringLiteral("registry= ") + mimeType;
-        if (registryRefuses)
-            return false;
-        registry.insert(mimeType, desktopId);
-        return true;
+        return find(desktop, mime);
     }
-    std::optional<QString> applicationFor(const QString &mimeType) const override
+    bool setDefaultHandler(const QString &mime, const QString &id) override
     {
-        std::lock_guard lock(mutex);
-        calls << QStringLiteral("desktop? ") + mimeType;
-        return desktop.contains(mimeType) ? std::optional(desktop.value(mimeType)) : std::nullopt;
+        return take(registry, registryRefuses, mime, id);
     }
-    bool claim(const QString &mimeType) override
+    bool claim(const QString &mime) override
     {
-        std::lock_guard lock(mutex);
-        calls << QStringLiteral("desktop= ") + mimeType;
-        if (desktopRefuses)
-            return false;
-        desktop.insert(mimeType, ownExecutable());
-        return true;
+        return take(desktop, desktopRefuses, mime, ownExecutable());
     }
     bool hasDesktopEntry() const override { return entryWritten; }
-    bool writeDesktopEntry() override
-    {
-        entryWritten = true;
-        return true;
-    }
+    bool writeDesktopEntry() override { return entryWritten = true; }
 
-    QStringList takeCalls()
+    // The MIME types claimed, in the registry or from the desktop, since the last call.
+    QStringList takeClaims()
     {
         std::lock_guard lock(mutex);
-        return std::exchange(calls, {});
+        return std::exchange(claims, {});
     }
 
     QHash<QString, QString> registry; // MIME type → desktop id
@@ -64,6 +46,22 @@ public:
     bool registryRefuses = false;
     bool desktopRefuses = false;
     std::atomic_bool entryWritten = true;
-    mutable QStringList calls;
+
+private:
+    std::optional<QString> find(const QHash<QString, QString> &map, const QString &mime) const
+    {
+        std::lock_guard lock(mutex);
+        return map.contains(mime) ? std::optional(map.value(mime)) : std::nullopt;
+    }
+    bool take(QHash<QString, QString> &map, bool refuses, const QString &mime, const QString &to)
+    {
+        std::lock_guard lock(mutex);
+        claims << mime;
+        if (!refuses)
+            map.insert(mime, to);
+        return !refuses;
+    }
+
+    QStringList claims;
     mutable std::mutex mutex;
 };

@@ -1,4 +1,4 @@
-// A file system that answers slowly, for tests and benchmarks: it shows the files of a folder
+// A file system that answers slowly, for the benchmarks: it shows the files of a folder
 // (read only) with a delay on the calls chosen, and can hold those calls for as long as a gate
 // file exists, the way a network share that stopped answering does.
 //
