@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages Lunelo needs to build, run and test, when any is missing.
 # Usage: scripts/deps.sh [run|test|asan]   (test adds the X server, window manager, Wayland
-# compositor and media tools; asan adds clang with its sanitizer and libFuzzer runtimes)
+# compositor and media tools; asan adds clang with its sanitizer runtimes)
 set -euo pipefail
 
 build=(cmake g++ ninja-build pkg-config

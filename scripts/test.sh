@@ -3,8 +3,7 @@
 # start their own X server, so no display is needed.
 #   scripts/test.sh [ctest arguments]        the release build in build/
 #   scripts/test.sh asan [ctest arguments]   the same tests built with AddressSanitizer and
-#                                            UndefinedBehaviorSanitizer in build-asan/, and the
-#                                            fuzzers, each for a bounded time (not the soak test)
+#                                            UndefinedBehaviorSanitizer in build-asan/
 set -euo pipefail
 cd "$(dirname "$0")/.."
 if [ "${1:-}" = asan ]; then
