@@ -14,16 +14,14 @@ private slots:
     {
         QTest::addColumn<QString>("events");
         QTest::addColumn<QString>("sent");
-        QTest::newRow("a drag") << "a1 a2 a3 c a4 c c"
-                                << "a1 a3 a4";
-        QTest::newRow("exact goes out at once") << "a1 a2 x5 c C"
-                                                << "a1 x5";
-        QTest::newRow("a target waiting behind an exact seek goes exact") << "x1 a2 C C"
-                                                                          << "x1 x2";
-        QTest::newRow("a release drains once") << "a1 a2 d x2 c C c"
-                                               << "a1 x2 drained";
-        QTest::newRow("drained after the last target") << "a1 d a2 c c"
-                                                       << "a1 a2 drained";
+        const auto row = [](const char *name, const char *events, const char *sent) {
+            QTest::newRow(name) << QString(events) << QString(sent);
+        };
+        row("a drag", "a1 a2 a3 c a4 c c", "a1 a3 a4");
+        row("exact goes out at once", "a1 a2 x5 c C", "a1 x5");
+        row("a target waiting behind an exact seek goes exact", "x1 a2 C C", "x1 x2");
+        row("a release drains once", "a1 a2 d x2 c C c", "a1 x2 drained");
+        row("drained after the last target", "a1 d a2 c c", "a1 a2 drained");
     }
 
     void sendsOnlyTheNewestTarget()
