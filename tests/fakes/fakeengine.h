@@ -23,7 +23,7 @@ public:
 
     QUrl url() const override { return m_url; }
     Status status() const override { return m_status; }
-    std::optional<MediaError> error() const override { return m_error; }
+    std::optional<MediaError> error() const override { return {}; }
     QSizeF presentationSize() const override { return m_presentationSize; }
     double duration() const override { return m_duration; }
     double currentTime() const override { return m_time; }
@@ -53,13 +53,6 @@ public:
         if (!presentationSize.isEmpty())
             emit presentationSizeChanged();
     }
-    void fail(std::optional<MediaError> error)
-    {
-        m_error = std::move(error);
-        m_status = Status::Failed;
-        m_rate = 0;
-        emit statusChanged();
-    }
     void emitTick(double seconds) { emit tick(m_time = seconds); }
     // Settles the pending track loads with `track` (nothing: no video track).
     void settleTrack(std::optional<VideoTrack> track)
@@ -83,7 +76,6 @@ public:
 private:
     QUrl m_url;
     Status m_status = Status::Unknown;
-    std::optional<MediaError> m_error;
     QSizeF m_presentationSize{0, 0};
     double m_duration = 0;
     double m_time = 0;

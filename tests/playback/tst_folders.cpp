@@ -80,11 +80,8 @@ private slots:
     // file; an open or a close drops what was asked before it.
     void theNewestIntentWinsWhileTheDiskIsBusy_data()
     {
-        QTest::addColumn<QString>("intents");
-        QTest::addColumn<QString>("expected"); // the file open at the end; empty: none
-        const auto row = [](const char *name, const char *intents, const char *expected) {
-            QTest::newRow(name) << QString(intents) << QString(expected);
-        };
+        // The file open at the end; empty: none.
+        const auto row = textColumns("intents", "expected");
         row("three steps", "step 1 step 1 step 1 disk", "clip10.mkv");
         row("there and back", "step 1 step -1 disk", "a.mp4");
         row("a step while opening", "open Filmes/clip2.mkv step -1 disk", "B.MOV");

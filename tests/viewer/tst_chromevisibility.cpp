@@ -1,8 +1,10 @@
 // When the chrome shows and hides, on a clock the test moves.
 #include "chromevisibility.h"
 #include "commands.h"
+#include "testsupport.h"
 
 #include <QTest>
+#include <QThread>
 
 #include <map>
 
@@ -47,11 +49,7 @@ private slots:
     // The player appears at 0 s; the pointer far from the bottom band (y 504 … 600).
     void visibility_data()
     {
-        QTest::addColumn<QString>("script");
-        QTest::addColumn<QString>("changes");
-        const auto row = [](const char *name, const char *script, const char *changes) {
-            QTest::newRow(name) << QString(script) << QString(changes);
-        };
+        const auto row = textColumns("script", "changes");
         row("input shows it for 1.1 s, one timer", "+0.3 input +0.3 input +5", "hidden~@1.7");
         row("the band holds it", "near300,550 +30 near320,560 near300,300 +1", "hidden~@30.14");
         row("top edge of the band", "near10,504 +5", "");
@@ -104,6 +102,19 @@ private slots:
                 commands.post(Commands::Command::ZoomIn);
         }
         QCOMPARE(log.join(' '), changes);
+    }
+
+    // Qt's timers: a task cancelled once it was due, its timeout on the way, never runs.
+    void cancelledTimerTasksNeverRun()
+    {
+        const std::shared_ptr<TaskScheduler> scheduler = TaskScheduler::system();
+        int cancelledRuns = 0, keptRuns = 0;
+        const TaskScheduler::TaskId cancelled = scheduler->schedule(0, [&] { ++cancelledRuns; });
+        scheduler->schedule(0, [&] { ++keptRuns; });
+        QThread::msleep(5);
+        scheduler->cancel(cancelled);
+        QTRY_COMPARE(keptRuns, 1);
+        QCOMPARE(cancelledRuns, 0);
     }
 };
 

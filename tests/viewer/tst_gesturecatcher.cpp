@@ -1,6 +1,7 @@
 // Qt's pointer, wheel and gesture events reduced to the catcher's signals, in a real Qt Quick
 // window. Its keys are in the key table's test (tests/app/tst_keyrouter.cpp).
 #include "gesturecatcher.h"
+#include "testsupport.h"
 
 #include <QNativeGestureEvent>
 #include <QPointingDevice>
@@ -19,11 +20,7 @@ private slots:
     // z with Ctrl; g is a pinch step, G its end, s a smart-zoom gesture.
     void gestures_data()
     {
-        QTest::addColumn<QString>("script");
-        QTest::addColumn<QString>("expected");
-        const auto row = [](const char *name, const char *script, const char *expected) {
-            QTest::newRow(name) << QString(script) << QString(expected);
-        };
+        const auto row = textColumns("script", "expected");
         row("quick press is a click", "p1,1 +0.3 u1,1", "click");
         row("held 0.5 s is none", "p1,1 +0.5 u1,1", "");
         row("double click: the first release", "d200,200", "click");
