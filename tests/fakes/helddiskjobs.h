@@ -14,17 +14,13 @@ public:
     {
         m_held.push_back({receiver, std::move(job)});
     }
-
-    [[nodiscard]] qsizetype held() const { return qsizetype(m_held.size()); }
-
     // Runs the oldest job waiting, and then those it started, until none waits.
     void runAll()
     {
         while (!m_held.empty()) {
             auto [receiver, job] = std::move(m_held.front());
             m_held.pop_front();
-            const std::function<void()> then = job();
-            if (receiver)
+            if (const std::function<void()> then = job(); receiver)
                 then();
         }
     }

@@ -1,5 +1,6 @@
 // The seek queue alone: one seek at a time, only the newest target kept, exact requests at once.
 #include "seekqueue.h"
+#include "testsupport.h"
 
 #include <QTest>
 
@@ -12,18 +13,12 @@ private slots:
     // what went to the player and "drained" where the queue said so.
     void sendsOnlyTheNewestTarget_data()
     {
-        QTest::addColumn<QString>("events");
-        QTest::addColumn<QString>("sent");
-        QTest::newRow("a drag") << "a1 a2 a3 c a4 c c"
-                                << "a1 a3 a4";
-        QTest::newRow("exact goes out at once") << "a1 a2 x5 c C"
-                                                << "a1 x5";
-        QTest::newRow("a target waiting behind an exact seek goes exact") << "x1 a2 C C"
-                                                                          << "x1 x2";
-        QTest::newRow("a release drains once") << "a1 a2 d x2 c C c"
-                                               << "a1 x2 drained";
-        QTest::newRow("drained after the last target") << "a1 d a2 c c"
-                                                       << "a1 a2 drained";
+        const auto row = textColumns("events", "sent");
+        row("a drag", "a1 a2 a3 c a4 c c", "a1 a3 a4");
+        row("exact goes out at once", "a1 a2 x5 c C", "a1 x5");
+        row("a target waiting behind an exact seek goes exact", "x1 a2 C C", "x1 x2");
+        row("a release drains once", "a1 a2 d x2 c C c", "a1 x2 drained");
+        row("drained after the last target", "a1 d a2 c c", "a1 a2 drained");
     }
 
     void sendsOnlyTheNewestTarget()

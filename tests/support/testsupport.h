@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QImage>
 #include <QString>
+#include <QTest>
 #include <QtEndian>
 
 #include <cstring>
@@ -21,6 +22,16 @@ inline void settle()
         QCoreApplication::sendPostedEvents();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
+}
+
+// Adds two text columns to a data table; the function returned adds a named row to them.
+inline auto textColumns(const char *first, const char *second)
+{
+    QTest::addColumn<QString>(first);
+    QTest::addColumn<QString>(second);
+    return [](const char *name, const char *a, const char *b) {
+        QTest::newRow(name) << QString(a) << QString(b);
+    };
 }
 
 // Creates empty files `names` in `folder` (made first if missing); false when one cannot be made.

@@ -1,6 +1,7 @@
 // Qt's pointer, wheel and gesture events reduced to the catcher's signals, in a real Qt Quick
 // window. Its keys are in the key table's test (tests/app/tst_keyrouter.cpp).
 #include "gesturecatcher.h"
+#include "testsupport.h"
 
 #include <QNativeGestureEvent>
 #include <QPointingDevice>
@@ -19,43 +20,21 @@ private slots:
     // z with Ctrl; g is a pinch step, G its end, s a smart-zoom gesture.
     void gestures_data()
     {
-        QTest::addColumn<QString>("script");
-        QTest::addColumn<QString>("expected");
-        QTest::newRow("quick press is a click") << "p1,1 +0.3 u1,1"
-                                                << "click";
-        QTest::newRow("held 0.5 s is none") << "p1,1 +0.5 u1,1"
-                                            << "";
-        QTest::newRow("double click: the first release") << "d200,200"
-                                                         << "click";
-        QTest::newRow("triple click: the first release")
-            << "p3,3 +0.1 u3,3 p3,3 +0.1 u3,3 p3,3 +0.1 u3,3"
-            << "click";
-        QTest::newRow("creeping never drags") << "p9,9 m9.5,9 m10,9 m10.5,9 m11,9 u11,9"
-                                              << "click";
-        QTest::newRow("past a point it drags, then every step pans")
-            << "p9,9 m12,9 m12.25,9.5 u12.25,9.5"
-            << "pan3,0 pan0.25,0.5 pan0,0!";
-        QTest::newRow("a drag without a press only records") << "m50,50"
-                                                             << "";
-        QTest::newRow("title strip: a drag moves the window") << "t16 p9,9 m12,9 m19,9 u19,9"
-                                                              << "title";
-        QTest::newRow("title strip: a click clicks") << "t16 p9,9 u9,9"
-                                                     << "click";
-        QTest::newRow("right press zooms smartly") << "P320,240 U320,240"
-                                                   << "smart320,240";
-        QTest::newRow("each right press of a double click") << "D32,24"
-                                                            << "smart32,24 smart32,24";
-        QTest::newRow("the right button never drags") << "P9,9 M50,50 M90,90 U90,90 p4,4 m7,4"
-                                                      << "smart9,9 pan3,0";
-        QTest::newRow("touchpad scroll") << "w4,-7 W"
-                                         << "pan4,-7 pan0,0!";
-        QTest::newRow("a wheel notch pans 60 points") << "n0,120"
-                                                      << "pan0,60";
-        QTest::newRow("Ctrl + wheel zooms 10 % a notch") << "z0,120 z0,-240"
-                                                         << "mag0.1@300,200! mag-0.173554@300,200!";
-        QTest::newRow("pinch, ended only at its end")
-            << "g0.05 g-0.02 G s"
-            << "mag0.05@250,150 mag-0.02@250,150 mag0@250,150! smart250,150";
+        const auto row = textColumns("script", "expected");
+        row("quick press is a click", "p1,1 +0.3 u1,1", "click");
+        row("held 0.5 s is none", "p1,1 +0.5 u1,1", "");
+        row("double click: the first release", "d200,200", "click");
+        row("creeping never drags", "p9,9 m9.5,9 m10,9 m10.5,9 m11,9 u11,9", "click");
+        row("past a point it drags, then every step pans", "p9,9 m12,9 m12.25,9.5 u12.25,9.5",
+            "pan3,0 pan0.25,0.5 pan0,0!");
+        row("title strip: a drag moves the window", "t16 p9,9 m12,9 m19,9 u19,9", "title");
+        row("each right press of a double click", "D32,24", "smart32,24 smart32,24");
+        row("the right button never drags", "P9,9 M50,50 M90,90 U90,90 p4,4 m7,4",
+            "smart9,9 pan3,0");
+        row("touchpad scroll", "w4,-7 W", "pan4,-7 pan0,0!");
+        row("a wheel notch pans 60 points", "n0,120", "pan0,60");
+        row("pinch, ended only at its end", "g0.05 g-0.02 G s",
+            "mag0.05@250,150 mag-0.02@250,150 mag0@250,150! smart250,150");
     }
 
     void gestures()

@@ -221,7 +221,7 @@ private slots:
         f.onboarding.setCompleted(true);
         QCOMPARE(f.session.url(), queued);
         QVERIFY(f.onboarding.queuedUrl().isEmpty());
-        QCOMPARE(f.engine.players().size(), 1);
+        QCOMPARE(f.engine.players.size(), 1);
         QTRY_COMPARE(f.shown("queued"), 1);
     }
 };
