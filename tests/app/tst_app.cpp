@@ -1,11 +1,12 @@
 // The built application under X, driven as a user drives it (real X input from xdotool at named
 // places of its window) and looked at on the screen: the introduction, the keys, the chrome and
-// the zoom of one running player, its window frame across launches, its MPRIS player and its
-// installed desktop entry.
+// the zoom of one running player, its window frame across launches, its MPRIS player (also while
+// the disk under the next video stops answering) and its installed desktop entry.
 #include "appdriver.h"
 #include "fakescreensaver.h"
 #include "mprisclient.h"
 #include "playbacksession.h"
+#include "stalledshare.h"
 #include "testsupport.h"
 
 #include <QDBusConnectionInterface>
@@ -13,7 +14,6 @@
 #include <QGuiApplication>
 #include <QMimeDatabase>
 #include <QScreen>
-#include <QSvgRenderer>
 #include <QTest>
 
 class TestApp : public QObject {
@@ -22,55 +22,34 @@ class TestApp : public QObject {
     QTemporaryDir m_folder; // v1.mp4 (asym), v2.mp4 (checker1600), v10.mp4 (long), notes.txt
     std::unique_ptr<AppDriver> m_player;
     int m_mark = 0; // the first trace line the next row looks at
-    QString m_layout = QStringLiteral("us");
 
     static QString clip(const char *name) { return testMedia(QString::fromLatin1(name)); }
 
 private slots:
-    void cleanupTestCase() { QProcess::execute(QStringLiteral("setxkbmap"), {"us"}); }
-
-    // Skipped by a click, brought back from the menu (the video stays open behind it), then
-    // activated with Return (the default button; the claim succeeds on the test's own desktop).
+    // The video waits until the introduction is done: Return activates its default button (the
+    // claim succeeds on the test's own desktop).
     void introductionQueuesTheVideoUntilItIsDone()
     {
-        AppDriver app({}, AppDriver::Launch::First);
+        AppDriver app({}, true);
         QVERIFY(app.start({clip("asym.mp4")}));
         QVERIFY(app.waitForFrame(QRect(0, 0, 460, 580)));
         QVERIFY(!app.trace().join('\n').contains(QStringLiteral("url "))); // queued
-        app.act(QStringLiteral("mousemove SkipIntroduction click 1"));
+        app.act(QStringLiteral("windowactivate --sync window key Return"));
         QVERIFY(app.waitForTrace(QStringLiteral("url ") + clip("asym.mp4")) >= 0);
         QVERIFY(app.waitForFrame(QRect(0, 0, 980, 640)));
-        app.resizeWindow(800, 600);
-        app.activate();
-        app.act(QStringLiteral("mousemove ControlBar"));
-        QVERIFY(app.shows(QStringLiteral("ControlBar=Panel")));
-        app.act(QStringLiteral("mousemove MenuButton click 1"));
-        QVERIFY(app.shows(QStringLiteral("OpenMenu=Panel")));
-        app.act(QStringLiteral("key Down Down Down Return")); // "Mostrar introdução"
-        QVERIFY(app.waitForFrame(QRect(0, 0, 460, 580)));
-        QVERIFY(QTest::qWaitFor([&] { // kept for the next launch too
-            QFile config(app.configFile());
-            return config.open(QIODevice::ReadOnly) &&
-                   config.readAll().contains("onboardingCompleted=false");
-        }));
-        app.activate();
-        app.act(QStringLiteral("key Return"));
-        QVERIFY(app.waitForFrame(QRect(0, 0, 800, 600)));
-        QVERIFY(app.shows(QStringLiteral("RedBlock=Red PictureCentre=Grey")));
-        QVERIFY(!app.trace().join('\n').contains(QStringLiteral("error ")));
+        QVERIFY(app.shows(QStringLiteral("PictureCentre=Grey")));
     }
 
     // One running player, 800 × 600, through a folder of three videos; each row acts and waits
     // for its trace lines in order and for what the screen then shows.
     void player_data()
     {
-        QTest::addColumn<QString>("layout");
         QTest::addColumn<QString>("action");
         QTest::addColumn<QStringList>("trace");
         QTest::addColumn<QString>("screen");
         const auto row = [](const char *name, const char *action, QStringList trace,
-                            const char *screen = "", const char *layout = "us") {
-            QTest::newRow(name) << layout << action << trace << screen;
+                            const char *screen = "") {
+            QTest::newRow(name) << action << trace << screen;
         };
         row("the chrome fades after opening", "", {"^chrome hidden"},
             "PictureCentre=Grey ControlBar=Black");
@@ -85,8 +64,8 @@ private slots:
             "PictureBottom=Grey BelowPicture=Black");
         row("Ctrl + wheel zooms 10 % about the pointer", "keydown ctrl click 4 keyup ctrl",
             {"^zoom 1.1000 -20.00 0.00$"});
-        row("Ctrl + 0 fits", "key ctrl+0", {"^zoom 1.0000 0.00 0.00$"});
-        row("Ctrl + plus zooms about the pointer", "key ctrl+plus", {"^zoom 1.2500 -50.00 0.00$"});
+        row("Ctrl + plus zooms about the pointer", "key ctrl+0 ctrl+plus",
+            {"^zoom 1.0000 0.00 0.00$", "^zoom 1.2500 -50.00 0.00$"});
         row("Down opens the next video, fitted", "key Down",
             {"^zoom 1.0000 0.00 0.00$", "^url .*/v2.mp4$"});
         row("16× draws from the full picture",
@@ -94,20 +73,15 @@ private slots:
             "--repeat 32 --delay 30 4 keyup ctrl",
             {"^zoom 16.0000 0.00 0.00$"}, "PictureCentre=Checker");
         row("v10 comes after v2", "key Down", {"^url .*/v10.mp4$", "^playing"});
-        row("a click on the title strip pauses", "mousemove TitleStrip click 1", {"^paused"});
-        row("space plays", "key space", {"^playing"});
-        row("Right skips 10 s", "key Right", {"^jump 1\\d\\."});
-        row("Left skips back", "key Left", {"^jump [0-5]\\."});
-        row("space pauses", "key space", {"^paused"});
-        row("M mutes", "key m", {"^muted"});
-        row("the key at M's place unmutes on AZERTY", "key comma", {"^unmuted"}, "", "fr");
-        row("Down wraps to the first video", "key Down", {"^url .*/v1.mp4$"}, "", "fr");
+        row("a click on the title strip pauses, space plays",
+            "mousemove TitleStrip click 1 key space", {"^paused", "^playing"});
+        row("space pauses, M mutes", "key space m", {"^paused", "^muted"});
+        row("Down wraps to the first video", "key Down", {"^url .*/v1.mp4$"});
         row("Up wraps to the last", "key Up", {"^url .*/v10.mp4$"});
     }
 
     void player()
     {
-        QFETCH(QString, layout);
         QFETCH(QString, action);
         QFETCH(QStringList, trace);
         QFETCH(QString, screen);
@@ -117,14 +91,12 @@ private slots:
             for (const auto &[copy, source] : copies)
                 QVERIFY(QFile::copy(clip(source), m_folder.filePath(copy)));
             QVERIFY(makeFiles(m_folder.path(), {QStringLiteral("notes.txt")}));
-            AppDriver::xdotool({"mousemove", "0", "0"}); // nothing holds the chrome
+            AppDriver::run({"xdotool", "mousemove", "0", "0"}); // nothing holds the chrome
             m_player = std::make_unique<AppDriver>();
             QVERIFY(m_player->start({m_folder.filePath(QStringLiteral("v1.mp4"))}));
-            m_player->resizeWindow(800, 600);
-            m_player->activate();
+            m_player->act(QStringLiteral("windowsize window 800 600 windowactivate --sync window"));
+            QVERIFY(m_player->waitForFrame(QRect(0, 0, 800, 600)));
         }
-        if (layout != m_layout)
-            QCOMPARE(QProcess::execute(QStringLiteral("setxkbmap"), {m_layout = layout}), 0);
         m_player->act(action);
         for (const QString &line : trace) {
             const int found = m_player->waitForTrace(QRegularExpression(line), 20000, m_mark);
@@ -135,36 +107,24 @@ private slots:
     }
 
     // Moved by its title strip, resized, through full screen (F only enters, Escape leaves),
-    // closed with its fade or at once without motion: the next launch has the same frame.
-    void frameSurvivesARelaunch_data()
-    {
-        QTest::addColumn<bool>("reducedMotion");
-        QTest::addColumn<QString>("close");
-        QTest::newRow("fading, Ctrl+Q") << false << "ctrl+q";
-        QTest::newRow("reduced motion, Escape") << true << "Escape";
-    }
-
+    // closed with its fade: the next launch has the same frame.
     void frameSurvivesARelaunch()
     {
-        QFETCH(bool, reducedMotion);
-        QFETCH(QString, close);
         m_player.reset();
         AppDriver first;
-        if (reducedMotion)
-            first.reduceMotion();
         QVERIFY(first.start({clip("asym.mp4")}));
-        first.resizeWindow(700, 500);
+        first.act(QStringLiteral("windowsize window 700 500"));
+        QVERIFY(first.waitForFrame(QRect(0, 0, 700, 500)));
         const QRect moved = first.windowGeometry().translated(80, 40); // the first step starts it
         const QString step = QStringLiteral(" mousemove_relative 20 10 sleep 0.1");
         QVERIFY(first.waitForTrace(QStringLiteral("chrome hidden")) >= 0); // the strip is there
         first.act("mousemove TitleStrip sleep 0.1 mousedown 1" + step.repeated(5) + " mouseup 1");
         QVERIFY(first.waitForFrame(moved));
-        first.activate();
-        first.act(QStringLiteral("key f"));
+        first.act(QStringLiteral("windowactivate --sync window key f"));
         QVERIFY(first.waitForFrame(QRect(QPoint(), QGuiApplication::primaryScreen()->size())));
         first.act(QStringLiteral("key f Escape"));
         QVERIFY(first.waitForFrame(moved));
-        first.act("key " + close);
+        first.act(QStringLiteral("key ctrl+q"));
         QCOMPARE(first.waitForExit(), 0);
 
         AppDriver again(first.home());
@@ -173,66 +133,78 @@ private slots:
         QCOMPARE(again.windowGeometry(), moved);
     }
 
+    // A desktop panel's requests, the screensaver held only while a video plays; nonsense asked
+    // for changes nothing. The folder is on a share that stops answering before two steps to
+    // the next video: the window answers the desktop meanwhile (a window waiting on the disk
+    // would leave the bus unanswered), and the steps take the user, once the share answers,
+    // where they lead.
     void mprisAndTheScreensaverFollowThePlayer()
     {
         using namespace Mpris;
         FakeScreenSaver screensaver;
         QVERIFY(screensaver.serve());
+        StalledShare share;
+        const bool onShare = share.mount(); // else the folder the share would show
+        const auto path = [&](const char *name) {
+            return onShare ? share.path(name) : share.source(name);
+        };
+        const std::pair<const char *, const char *> files[] = {
+            {"a.mp4", "long.mp4"}, {"b.mp4", "clip.mp4"}, {"c.mp4", "clip.mp4"}};
+        for (const auto &[name, source] : files)
+            QVERIFY(QFile::copy(clip(source), share.source(name)));
         AppDriver app;
         MprisClient mpris;
-        QVERIFY(app.start({clip("clip.mp4")}));
+        QVERIFY(app.start({path("a.mp4")}));
         QVERIFY(app.waitForTrace(QStringLiteral("playing")) >= 0 && mpris.waitForPlayer());
-        QCOMPARE(mpris.metadata("xesam:title"), QStringLiteral("clip"));
-        QVERIFY(qAbs(mpris.metadata("mpris:length").toLongLong() - 4'000'000) < 100'000);
-        for (const char *can : {"CanPlay", "CanPause", "CanSeek", "CanGoNext", "CanControl"})
-            QVERIFY2(mpris.get(QString::fromLatin1(can)).toBool(), can);
+        QCOMPARE(mpris.metadata("xesam:title"), QStringLiteral("a"));
         QTRY_COMPARE_WITH_TIMEOUT(screensaver.held(), 1, MprisClient::kWait);
 
         mpris.call(QStringLiteral("Pause"));
-        QVERIFY(mpris.announced(QStringLiteral("PlaybackStatus"), QStringLiteral("Paused")));
+        QTRY_COMPARE_WITH_TIMEOUT(mpris.get(QStringLiteral("PlaybackStatus")),
+                                  QVariant(QStringLiteral("Paused")), MprisClient::kWait);
         QTRY_COMPARE_WITH_TIMEOUT(screensaver.held(), 0, MprisClient::kWait);
         const QDBusObjectPath track(mpris.metadata("mpris:trackid").toString());
         mpris.call(QStringLiteral("SetPosition"), {QVariant::fromValue(track), 3'000'000LL});
         QTRY_VERIFY_WITH_TIMEOUT(!mpris.seeks.isEmpty() && qAbs(mpris.seeks.last() - 3e6) < 5e4,
                                  MprisClient::kWait);
-        // A position for another track is stale; a relative seek then starts from 3 s.
-        const QDBusObjectPath other(QStringLiteral("/org/lunelo/Lunelo/track/999"));
-        mpris.call(QStringLiteral("SetPosition"), {QVariant::fromValue(other), 2'000'000LL});
-        mpris.call(QStringLiteral("Seek"), {-2'000'000LL});
-        QTRY_VERIFY_WITH_TIMEOUT(qAbs(mpris.seconds() - 1.0) < 0.05, MprisClient::kWait);
+        mpris.call(QStringLiteral("Seek"), {-2'000'000LL}); // from 3 s
+        QTRY_VERIFY_WITH_TIMEOUT(qAbs(mpris.get("Position").toLongLong() - 1e6) < 5e4,
+                                 MprisClient::kWait);
         mpris.call(QStringLiteral("PlayPause"));
-        QVERIFY(mpris.announced(QStringLiteral("PlaybackStatus"), QStringLiteral("Playing")));
         QTRY_COMPARE_WITH_TIMEOUT(screensaver.held(), 1, MprisClient::kWait);
 
-        mpris.set(QStringLiteral("Rate"), 1.5);
-        QVERIFY(mpris.announced(QStringLiteral("Rate"), 1.5));
-        mpris.set(QStringLiteral("Volume"), 0.25);
-        QVERIFY(mpris.announced(QStringLiteral("Volume"), 0.25));
-        // "Playlist" turns repeat on as "Track" does; the B key shows on the bus.
-        mpris.set(QStringLiteral("LoopStatus"), QStringLiteral("Playlist"));
-        QVERIFY(mpris.announced(QStringLiteral("LoopStatus"), QStringLiteral("Track")));
-        app.activate();
-        app.act(QStringLiteral("key b"));
-        QVERIFY(mpris.announced(QStringLiteral("LoopStatus"), QStringLiteral("None")));
+        if (onShare)
+            share.stop();
+        const int mark = app.traceCount();
+        mpris.call(QStringLiteral("Next"));
+        QVERIFY(!mpris.get(QStringLiteral("PlaybackStatus")).toString().isEmpty());
+        mpris.call(QStringLiteral("Next"));
+        share.resume();
+        const int opened = app.waitForTrace("url " + path("c.mp4"), 10000, mark);
+        QVERIFY(opened >= 0);
+        QVERIFY(app.waitForTrace(QStringLiteral("ready"), 10000, opened) >= 0);
+        QVERIFY(!onShare || !app.trace().mid(mark).contains("url " + path("b.mp4")));
 
+        mpris.set(QStringLiteral("Rate"), qQNaN());
+        QCOMPARE(mpris.get(QStringLiteral("Rate")).toDouble(), 1.0);
+        mpris.set(QStringLiteral("Rate"), qInf());
+        QTRY_COMPARE_WITH_TIMEOUT(mpris.get(QStringLiteral("Rate")), QVariant(16.0),
+                                  MprisClient::kWait);
+        // "Playlist" turns repeat on as "Track" does.
+        mpris.set(QStringLiteral("LoopStatus"), QStringLiteral("Playlist"));
+        QTRY_COMPARE_WITH_TIMEOUT(mpris.get(QStringLiteral("LoopStatus")),
+                                  QVariant(QStringLiteral("Track")), MprisClient::kWait);
         mpris.call(QStringLiteral("Stop")); // closes the file
-        QVERIFY(mpris.announced(QStringLiteral("PlaybackStatus"), QStringLiteral("Stopped")));
         QCOMPARE(mpris.metadata("mpris:trackid"), kPath + QStringLiteral("/TrackList/NoTrack"));
         QTRY_COMPARE_WITH_TIMEOUT(screensaver.held(), 0, MprisClient::kWait);
-        const int mark = app.traceCount();
-        mpris.call(QStringLiteral("OpenUri"), {QUrl::fromLocalFile(clip("clip.mp4")).toString()});
-        QVERIFY(app.waitForTrace(QStringLiteral("playing"), MprisClient::kWait, mark) >= 0);
-        QTRY_COMPARE_WITH_TIMEOUT(screensaver.held(), 1, MprisClient::kWait);
-
         mpris.call(QStringLiteral("Quit"), {}, kRoot);
         QCOMPARE(app.waitForExit(), 0);
-        QCOMPARE(screensaver.held(), 0);
     }
 
     // Installed into a temporary prefix: the entry and software-centre description validate,
-    // and once Lunelo is the default video player, opening two videos on the desktop starts the
-    // installed binary once and hands it the second.
-    void installedDesktopEntryOpensVideosInOnePlayer()
+    // the entry claims every video type the player opens, and once Lunelo is the default video
+    // player, opening a video on the desktop starts the installed binary.
+    void installedDesktopEntryOpensVideos()
     {
         m_player.reset();
         QTemporaryDir prefix;
@@ -259,9 +231,6 @@ private slots:
         QCOMPARE(run("appstreamcli validate --no-net --strict " + share +
                      "metainfo/org.lunelo.Lunelo.metainfo.xml"),
                  QString());
-        QCOMPARE(
-            QSvgRenderer(share + "icons/hicolor/scalable/apps/org.lunelo.Lunelo.svg").defaultSize(),
-            QSize(128, 128));
         QFile file(entry);
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QString text = QString::fromUtf8(file.readAll());
@@ -272,21 +241,16 @@ private slots:
             QVERIFY2(types.contains(type.name()), qPrintable(extension + " is " + type.name()));
         }
 
-        // Opened on the desktop, two videos reach one installed player, in one window.
+        // Opened on the desktop, a video starts the installed player (which inherits the log).
         QCOMPARE(run(QStringLiteral("gio mime video/mp4 org.lunelo.Lunelo.desktop")), QString());
-        // The first player logs into `first`; the second launch hands its file over, logging
-        // nothing.
-        const QString first = desktop.home() + "/first.log",
-                      second = desktop.home() + "/second.log";
-        const auto count = [&](const QString &log, const char *event) {
-            QFile f(log);
-            return f.open(QIODevice::ReadOnly) ? f.readAll().count(event) : 0;
-        };
-        QCOMPARE(run("gio open " + clip("clip.mp4"), first), QString());
-        QTRY_COMPARE_WITH_TIMEOUT(count(first, " first-frame"), 1, 20000);
-        QCOMPARE(run("gio open " + clip("asym.mp4"), second), QString());
-        QTRY_COMPARE_WITH_TIMEOUT(count(first, " first-frame"), 2, 20000);
-        QCOMPARE(count(second, "lunelo-trace"), 0);
+        const QString log = desktop.home() + "/player.log";
+        QCOMPARE(run("gio open " + clip("clip.mp4"), log), QString());
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                QFile f(log);
+                return f.open(QIODevice::ReadOnly) && f.readAll().contains(" first-frame");
+            }(),
+            20000);
         MprisClient().call(QStringLiteral("Quit"), {}, Mpris::kRoot);
         QTRY_VERIFY(
             !QDBusConnection::sessionBus().interface()->isServiceRegistered(Mpris::kService));

@@ -3,10 +3,10 @@
 #include "testsupport.h"
 
 #include <algorithm>
+#include <array>
 
 #include <QDir>
 #include <QGuiApplication>
-#include <QMetaEnum>
 #include <QPixmap>
 #include <QScreen>
 #include <QSettings>
@@ -14,45 +14,41 @@
 
 namespace {
 
-// Colours by their components and how far each may be off; Checker is checked apart.
-constexpr int kColours[][4] = {
-    {0, 0, 0, 24}, {128, 128, 128, 20}, {255, 0, 0, 60}, {0, 0, 255, 60}, {36, 36, 37, 24}};
-
-bool looksLike(const QImage &image, QPoint at, Colour colour)
+// Whether `image` shows `colour` at `at`: Black, Grey, Red, Blue, Panel (the dark fill of the
+// control bar) or Checker (a one-pixel checkerboard drawn at 8 screen pixels a pixel).
+bool looksLike(const QImage &image, QPoint at, const QString &colour)
 {
-    if (colour != Colour::Checker) {
-        const auto [r, g, b, by] = kColours[int(colour)];
+    static const QHash<QString, std::array<int, 4>> kColours{
+        {"Black", {0, 0, 0, 24}},
+        {"Grey", {128, 128, 128, 20}},
+        {"Red", {255, 0, 0, 60}},
+        {"Blue", {0, 0, 255, 60}},
+        {"Panel", {36, 36, 37, 24}}}; // and how far each may be off
+    if (kColours.contains(colour)) {
+        const auto [r, g, b, by] = kColours[colour];
         const QRgb c = image.pixel(at);
         return qAbs(qRed(c) - r) < by && qAbs(qGreen(c) - g) < by && qAbs(qBlue(c) - b) < by;
     }
     // Rows through the middle of a row of pixels alternate light and dark every 8 screen
-    // pixels (rows between two rows of pixels average to grey); the steps between are ramps.
+    // pixels; a picture drawn from fewer pixels is grey there.
     for (int y = at.y(); y < at.y() + 16; ++y) {
-        int contrast = 0, ramps = 0;
-        for (int x = at.x() - 100; x < at.x() + 100; ++x) {
-            const int v = qGray(image.pixel(x, y));
-            contrast += qAbs(v - qGray(image.pixel(x + 8, y)));
-            ramps += v > 60 && v < 190;
-        }
-        if (contrast > 70 * 200 && ramps > 40)
+        int contrast = 0;
+        for (int x = at.x() - 100; x < at.x() + 100; ++x)
+            contrast += qAbs(qGray(image.pixel(x, y)) - qGray(image.pixel(x + 8, y)));
+        if (contrast > 70 * 200)
             return true;
     }
     return false;
 }
 
-template<typename E> E named(const QString &name)
-{
-    return E(QMetaEnum::fromType<E>().keyToValue(name.toLatin1().constData()));
-}
-
 } // namespace
 
-AppDriver::AppDriver(const QString &home, Launch launch)
+AppDriver::AppDriver(const QString &home, bool firstLaunch)
     : m_home(home.isEmpty() ? m_tempHome.path() : home)
 {
     for (const char *sub : {".config/Lunelo", ".local/share", ".cache", ".local/state", "run"})
         QDir(m_home).mkpath(QString::fromLatin1(sub));
-    if (home.isEmpty() && launch == Launch::Later)
+    if (home.isEmpty() && !firstLaunch)
         setPreference(QStringLiteral("onboardingCompleted"), true);
     QFile::setPermissions(m_home + "/run", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     m_process.setProcessChannelMode(QProcess::ForwardedOutputChannel);
@@ -61,32 +57,20 @@ AppDriver::AppDriver(const QString &home, Launch launch)
 
 void AppDriver::setPreference(const QString &key, const QVariant &value)
 {
-    QSettings(configFile(), QSettings::IniFormat).setValue(key, value);
+    QSettings(m_home + "/.config/Lunelo/Lunelo.conf", QSettings::IniFormat).setValue(key, value);
 }
 
 QProcessEnvironment AppDriver::environment() const
 {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    const std::pair<const char *, const char *> folders[] = {{"HOME", ""},
-                                                             {"XDG_CONFIG_HOME", "/.config"},
-                                                             {"XDG_DATA_HOME", "/.local/share"},
-                                                             {"XDG_CACHE_HOME", "/.cache"},
-                                                             {"XDG_STATE_HOME", "/.local/state"},
-                                                             {"XDG_RUNTIME_DIR", "/run"}};
-    for (const auto &[variable, folder] : folders)
-        env.insert(QString::fromLatin1(variable), m_home + QString::fromLatin1(folder));
+    for (const QString pair :
+         {"HOME=", "XDG_CONFIG_HOME=/.config", "XDG_DATA_HOME=/.local/share",
+          "XDG_CACHE_HOME=/.cache", "XDG_STATE_HOME=/.local/state", "XDG_RUNTIME_DIR=/run"})
+        env.insert(pair.section('=', 0, 0), m_home + pair.section('=', 1));
     env.insert(QStringLiteral("GSETTINGS_BACKEND"), QStringLiteral("keyfile"));
     env.insert(QStringLiteral("LUNELO_TRACE"), QStringLiteral("1"));
     env.remove(QStringLiteral("QT_QPA_PLATFORM"));
     return env;
-}
-
-void AppDriver::reduceMotion()
-{
-    QDir(m_home).mkpath(QStringLiteral(".config/glib-2.0/settings"));
-    QFile keyfile(m_home + "/.config/glib-2.0/settings/keyfile");
-    if (keyfile.open(QIODevice::WriteOnly))
-        keyfile.write("[org/gnome/desktop/interface]\nenable-animations=false\n");
 }
 
 bool AppDriver::start(const QStringList &arguments)
@@ -101,7 +85,7 @@ bool AppDriver::start(const QStringList &arguments)
 
 int AppDriver::waitForExit(int timeoutMs)
 {
-    if (!QTest::qWaitFor([this] { return !isRunning(); }, timeoutMs))
+    if (!QTest::qWaitFor([this] { return m_process.state() == QProcess::NotRunning; }, timeoutMs))
         return -1;
     readTrace();
     return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
@@ -109,13 +93,10 @@ int AppDriver::waitForExit(int timeoutMs)
 
 void AppDriver::stop()
 {
-    if (!isRunning())
-        return;
-    m_process.terminate();
-    if (!m_process.waitForFinished(5000)) {
+    m_process.terminate(); // nothing when it ended by itself
+    if (!m_process.waitForFinished(5000))
         m_process.kill();
-        m_process.waitForFinished(5000);
-    }
+    m_process.waitForFinished(5000);
 }
 
 void AppDriver::readTrace()
@@ -139,20 +120,17 @@ int AppDriver::waitForTrace(const QRegularExpression &line, int timeoutMs, int f
             readTrace();
             for (int i = from; i < m_trace.size() && found < 0; ++i)
                 found = line.match(m_trace[i]).hasMatch() ? i : -1;
-            return found >= 0 || !isRunning();
+            return found >= 0 || m_process.state() == QProcess::NotRunning;
         },
         timeoutMs);
     return found;
 }
 
-QString AppDriver::xdotool(const QStringList &arguments, int timeoutMs)
+QString AppDriver::run(const QStringList &command, int timeoutMs)
 {
-    QProcess p;
-    p.start(QStringLiteral("xdotool"), arguments);
-    if (!p.waitForFinished(timeoutMs)) {
-        p.kill();
-        p.waitForFinished();
-    }
+    QProcess p; // killed when it outlives the wait
+    p.start(command.first(), command.mid(1));
+    p.waitForFinished(timeoutMs);
     return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
 }
 
@@ -163,9 +141,9 @@ WId AppDriver::window(int timeoutMs)
         return m_window;
     (void)QTest::qWaitFor(
         [&] {
-            m_window = xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                QStringLiteral("--pid"), QString::number(processId())},
-                               2000)
+            m_window = run({QStringLiteral("xdotool"), "search", "--onlyvisible", "--pid",
+                            QString::number(m_process.processId())},
+                           2000)
                            .section(QLatin1Char('\n'), -1)
                            .toULongLong();
             return m_window != 0;
@@ -178,15 +156,12 @@ QRect AppDriver::windowGeometry()
 {
     // xwininfo, not xdotool: xdotool reports the position of a reparented window off by its
     // window manager's title bar.
-    QProcess p;
-    p.start(QStringLiteral("xwininfo"), {QStringLiteral("-id"), QString::number(window())});
-    p.waitForFinished(5000);
-    QHash<QString, int> values;
-    for (const QString &line : QString::fromUtf8(p.readAllStandardOutput()).split('\n'))
-        values.insert(line.section(':', 0, -2).trimmed(), line.section(':', -1).toInt());
-    return {values.value(QStringLiteral("Absolute upper-left X")),
-            values.value(QStringLiteral("Absolute upper-left Y")),
-            values.value(QStringLiteral("Width")), values.value(QStringLiteral("Height"))};
+    const QString info = run({QStringLiteral("xwininfo"), "-id", QString::number(window())});
+    const auto value = [&](const char *name) {
+        return info.section(QLatin1String(name) + ':', 1).section('\n', 0, 0).trimmed().toInt();
+    };
+    return {value("Absolute upper-left X"), value("Absolute upper-left Y"), value("Width"),
+            value("Height")};
 }
 
 bool AppDriver::waitForFrame(QRect frame, int timeoutMs)
@@ -203,47 +178,38 @@ bool AppDriver::waitForFrame(QRect frame, int timeoutMs)
 void AppDriver::act(const QString &script)
 {
     const QPoint origin = windowGeometry().topLeft();
-    QStringList arguments;
+    QStringList arguments{QStringLiteral("xdotool")};
     for (const QString &word : script.split(' ', Qt::SkipEmptyParts)) {
-        bool isPlace = false;
-        const int place = QMetaEnum::fromType<Place>().keyToValue(word.toLatin1(), &isPlace);
-        const QPoint at = origin + (isPlace ? point(Place(place)) : QPoint());
-        arguments << (isPlace ? QStringList{QString::number(at.x()), QString::number(at.y())}
-                              : QStringList{word});
+        const QPoint at = origin + kPlaces.value(word);
+        if (kPlaces.contains(word))
+            arguments << QString::number(at.x()) << QString::number(at.y());
+        else
+            arguments << (word == QLatin1String("window") ? QString::number(window()) : word);
     }
-    xdotool(arguments);
-}
-
-void AppDriver::click(QPoint inWindow, int button)
-{
-    const QPoint at = windowGeometry().topLeft() + inWindow;
-    xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()),
-             QStringLiteral("click"), QString::number(button)});
-}
-
-QImage AppDriver::grabWindow()
-{
-    const QRect r = windowGeometry();
-    return QGuiApplication::primaryScreen()
-        ->grabWindow(0, r.x(), r.y(), r.width(), r.height())
-        .toImage()
-        .convertToFormat(QImage::Format_RGB32);
+    run(arguments);
 }
 
 bool AppDriver::looks(const QImage &image, const QString &expected)
 {
     const QStringList pairs = expected.split(' ', Qt::SkipEmptyParts);
     return std::all_of(pairs.begin(), pairs.end(), [&](const QString &pair) {
-        return looksLike(image, point(named<Place>(pair.section('=', 0, 0))),
-                         named<Colour>(pair.section('=', 1)));
+        return looksLike(image, kPlaces.value(pair.section('=', 0, 0)), pair.section('=', 1));
     });
 }
 
 bool AppDriver::shows(const QString &expected, int timeoutMs)
 {
     QImage shot;
-    const bool shown =
-        QTest::qWaitFor([&] { return looks(shot = grabWindow(), expected); }, timeoutMs);
+    const bool shown = QTest::qWaitFor(
+        [&] {
+            const QRect r = windowGeometry();
+            shot = QGuiApplication::primaryScreen()
+                       ->grabWindow(0, r.x(), r.y(), r.width(), r.height())
+                       .toImage()
+                       .convertToFormat(QImage::Format_RGB32);
+            return looks(shot, expected);
+        },
+        timeoutMs);
     saveShot(shot, QString(expected).replace(' ', '_'));
     return shown;
 }
