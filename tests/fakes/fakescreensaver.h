@@ -27,12 +27,7 @@ public:
         m_thread.quit();
         m_thread.wait();
     }
-    // Cookies handed out, and of those the ones not returned.
-    int granted() const
-    {
-        QMutexLocker lock(&m_mutex);
-        return int(m_granted);
-    }
+    // The cookies handed out and not returned.
     int held() const
     {
         QMutexLocker lock(&m_mutex);

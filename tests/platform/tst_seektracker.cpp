@@ -29,7 +29,6 @@ private slots:
             "seek 30 keyframes;seek 31 exact;done 1 done 2");
         row("steps forward decode a frame each", "seek 20.44;seek 20.48;at 20.44;at 20.48",
             "step;step;done 1;done 2");
-        row("a refused step completes", "seek 20.44;refuse 1", "step;done 1");
         row("two frames ahead is a seek", "seek 20.48", "seek 20.48 exact");
         row("a step just after pausing is a seek", "play;pause;seek 20.44", ";;seek 20.44 exact");
         row("a step past the last frame completes at the end", "from 59.92;seek 59.96;seek 60;end",
@@ -52,7 +51,6 @@ private slots:
             "seek 20.36 exact;;seek 30 exact;;;done 2 done 3");
         row("no room for the stretch", "tight;seek 20.36;seek 20.32",
             ";seek 20.36 exact;seek 20.32 exact");
-        row("hardware decoding", "hw;seek 20.36;seek 20.32", ";seek 20.36 exact;seek 20.32 exact");
     }
 
     void script()
@@ -97,7 +95,6 @@ private slots:
             {"wait", [&](double) { now += std::chrono::seconds(1); }},
             {"from", [&](double t) { media.playhead = t; }},
             {"tight", [&](double) { media.reversalBytes = 1; }},
-            {"hw", [&](double) { media.decodesInHardware = true; }},
             {"play",
              [&](double) {
                  if (!tracker.mayPlay())

@@ -24,12 +24,10 @@ private slots:
         const QByteArray good = "[General]\nonboardingCompleted=true\n"
                                 "playerWindowFrame=\"{{100, 80}, {700, 500}}\"\n";
         QTest::newRow("intact") << good << true << "{{100, 80}, {700, 500}}" << false;
-        QTest::newRow("zero bytes") << QByteArray("") << false << "" << false;
         QTest::newRow("binary garbage")
             << QByteArrayLiteral("\x00\x01\xff\xfe garbage\x00") << false << "" << true;
         QTest::newRow("cut off in a value")
             << good.left(good.indexOf("{700")) << true << "{{100, 80}, " << false;
-        QTest::newRow("cut off in the section name") << QByteArray("[Gene") << false << "" << true;
         QTest::newRow("wrong types")
             << QByteArray("[General]\nonboardingCompleted=1\nplayerIsMuted=yes\n"
                           "playerWindowFrame=1, 2, 3, 4\n")

@@ -1,13 +1,20 @@
-// Seeking, frame stepping and the scrubber on the real engine, judged by the picture on screen:
-// the counter clip (60 s at 25 fps, a key frame every 10 s) draws its frame number, so a grab of
-// the window tells which frame is shown.
-#include "renderharness.h"
+// Seeking and frame stepping on the real engine, judged by the picture on screen: the counter
+// clip (60 s at 25 fps, a key frame every 10 s) draws its frame number, so a grab of the window
+// tells which frame is shown.
+#include "framecounter.h"
+#include "memorypreferences.h"
+#include "mpvengine.h"
+#include "picturesurface.h"
+#include "playbacksession.h"
 #include "testsupport.h"
 
+#include <QPointer>
+#include <QQuickView>
 #include <QSignalSpy>
 #include <QTest>
 
 #include <algorithm>
+#include <clocale>
 #include <cmath>
 
 namespace {
@@ -21,17 +28,68 @@ int frameAt(double seconds)
     return std::min(int(std::ceil((seconds - 0.005) * 25)), kLastFrame);
 }
 
+// A session whose picture libmpv draws through a picture surface filling a real window, one
+// surface per player as the player view makes them. `reversalBytes`: the engine's room for the
+// pictures kept by steps back.
+struct Screen {
+    explicit Screen(qint64 reversalBytes)
+        : engine(MpvEngine::Options{
+              .drawsVideo = true, .audioOutput = "null", .reversalBytes = reversalBytes})
+    {
+        view.setColor(Qt::black);
+        view.resize(640, 480);
+        QObject::connect(&session, &PlaybackSession::playerChanged, &view, [this] {
+            delete surface;
+            if (!session.player())
+                return;
+            surface = new PictureSurface(view.contentItem());
+            surface->setSize(view.size());
+            surface->setPlayer(session.player());
+            surface->setVideoSize(session.videoSize());
+        });
+        QObject::connect(&session, &PlaybackSession::videoSizeChanged, &view,
+                         [this] { surface ? surface->setVideoSize(session.videoSize()) : void(); });
+        view.show(); // the engine starts a file once its surface has drawn
+    }
+    bool open(const char *clip)
+    {
+        session.open(QUrl::fromLocalFile(testMedia(QLatin1String(clip))));
+        return QTest::qWaitFor([&] { return session.isReady() && !session.videoSize().isEmpty(); },
+                               10000);
+    }
+    int shownFrame()
+    {
+        const QImage image = view.grabWindow();
+        const QRectF shown = surface->mapRectToScene(surface->pictureRect());
+        const double scale = double(image.width()) / view.width();
+        return readFrameCounter(image, QRectF(shown.topLeft() * scale, shown.size() * scale));
+    }
+
+    MpvEngine engine;
+    MemoryPreferences preferences;
+    PlaybackSession session{PlaybackSession::Services{engine, preferences}};
+    QQuickView view; // goes first, with the surface drawing the player
+    QPointer<PictureSurface> surface;
+};
+
 } // namespace
 
 class TestSeekOnScreen : public QObject {
     Q_OBJECT
 
 private slots:
+    void initTestCase()
+    {
+        // As in the application: libmpv draws through OpenGL and reads numbers the C way.
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::OpenGL);
+        std::setlocale(LC_NUMERIC, "C");
+    }
+
     // Each row is a script of the user's requests, from playing at the start of the clip:
     // a number skips to that time; + and - step a frame, several at once are a held key (a press
-    // every 30 ms); "~T" drags the scrubber to T and lets go. While paused, every request must end
-    // on the frame the arithmetic names, with the playhead at its target and every seek completed
-    // "play" must then run forward from that frame.
+    // every 30 ms). While paused, every request must end on the frame the arithmetic names, with
+    // the playhead at its target, every seek completed and no notice of playing; "play" must
+    // then run forward from that frame.
     void requestsShowTheirFrame_data()
     {
         QTest::addColumn<QString>("script");
@@ -47,25 +105,21 @@ private slots:
         // Frame 510 is 10 frames past the key frame at 500: twelve steps back cross it.
         row("back one at a time, then forward", "pause 20.4 - - - - - - - - - - - - +");
         row("back held, then play", "pause 20.4 ------------ play");
-        row("back held, faster, then play", "pause 20.4 ----- 2x play");
         row("both ways held, then skip", "pause 20.4 ---++--+ 19.32");
-        row("back from between frames", "pause 12.345 - - play");
         row("back from the end", "pause 60 - - +");
         row("no room for the stretch", "pause 20.4 ---- play", 1);
         row("next file while stepping back", "pause 20.4 ------ open");
-        row("drag, then release", "pause 10 ~37.48");
         row("past the end, playing", "57 62");
         row("past the end, paused", "pause 57 62");
-        row("past the end, paused, repeat on", "pause repeat 57 62"); // only playing repeats
     }
 
     void requestsShowTheirFrame()
     {
         QFETCH(QString, script);
         QFETCH(qint64, room);
-        RenderHarness h(room);
+        Screen h(room);
         PlaybackSession &s = h.session;
-        QVERIFY(h.openAndWaitReady(testMedia(QStringLiteral("counter.mp4"))));
+        QVERIFY(h.open("counter.mp4"));
         QSignalSpy playing(&s, &PlaybackSession::isPlayingChanged);
         bool paused = false;
         double target = 0;
@@ -75,14 +129,8 @@ private slots:
                 s.togglePlay();
                 paused = true;
                 continue;
-            } else if (request == QLatin1String("repeat")) {
-                s.setRepeating(true);
-                continue;
-            } else if (request == QLatin1String("2x")) {
-                s.setRate(2.0f);
-                continue;
             } else if (request == QLatin1String("open")) {
-                QVERIFY(h.openAndWaitReady(testMedia(QStringLiteral("clip.mp4"))));
+                QVERIFY(h.open("clip.mp4"));
                 QTRY_VERIFY_WITH_TIMEOUT(s.currentTime() > 0.5, 10000);
                 return;
             } else if (request == QLatin1String("play")) {
@@ -94,17 +142,6 @@ private slots:
                 QTRY_VERIFY_WITH_TIMEOUT(h.shownFrame() > later, 10000);
                 QVERIFY(s.isPlaying());
                 return;
-            } else if (request.startsWith(QLatin1Char('~'))) {
-                target = request.mid(1).toDouble();
-                for (double t = s.currentTime(); t < target; t += 0.19) {
-                    s.scrub(t);
-                    QTest::qWait(3); // a pointer reports a position every few milliseconds
-                }
-                s.scrub(target);
-                // The drag's seeks land on key frames.
-                QTRY_VERIFY_WITH_TIMEOUT(h.shownFrame() % 250 == 0 && s.isSeeking(), 10000);
-                s.endScrub();
-                QTRY_VERIFY_WITH_TIMEOUT(!s.isSeeking(), 10000);
             } else if (request[0] == QLatin1Char('+') || request[0] == QLatin1Char('-')) {
                 if (!paused)
                     target = s.currentTime();
