@@ -18,6 +18,8 @@
 #include <clocale>
 #include <cmath>
 
+#include <sys/stat.h>
+
 namespace {
 
 const QString kUnrecognized = QStringLiteral("O formato deste arquivo não é reconhecido.");
@@ -163,6 +165,13 @@ private slots:
         // Qt names the file "b\ufffd\ufffd.mp4", which is not there.
         QVERIFY(writeRaw(QFile::encodeName(m_dir.filePath("b")) + "\xff\xfe.mp4", clip));
         row("a name that is not UTF-8", QString::fromLocal8Bit("b\xff\xfe.mp4"), {}, kNotFound);
+        // A pipe would hold mpv waiting for a writer, a device would be read without end.
+        const QString special = QStringLiteral(
+            "Este é um arquivo especial do sistema (pipe, soquete ou dispositivo), não um vídeo.");
+        QCOMPARE(::mkfifo(QFile::encodeName(m_dir.filePath("pipe.mp4")).constData(), 0644), 0);
+        row("a pipe", "pipe.mp4", {}, special);
+        QVERIFY(QFile::link(QStringLiteral("/dev/zero"), m_dir.filePath("device.mp4")));
+        row("a link to /dev/zero", "device.mp4", {}, special);
         QVERIFY(
             QFile::link(QStringLiteral("self.mp4"), m_dir.filePath(QStringLiteral("self.mp4"))));
         row("link to itself", "self.mp4", {}, kNotFound);
