@@ -83,11 +83,10 @@ void SeekTracker::pause()
 
 void SeekTracker::accepted(uint64_t id, bool isOk, bool isSeekable)
 {
-    auto it =
-        std::find_if(m_seeks.begin(), m_seeks.end(), [id](const Pending &s) { return s.id == id; });
+    const auto self = [id](const Pending &s) { return s.id == id; };
+    const auto it = std::find_if(m_seeks.begin(), m_seeks.end(), self);
     if (it == m_seeks.end())
         return;
-    const auto self = [id](const Pending &s) { return s.id == id; };
     if (it->stage == Stage::Stepping || it->stage == Stage::SteppingBack) {
         if (!isOk) // a step the core refused never moves the playhead
             complete(self);

@@ -3,6 +3,7 @@
 // completed (numbered from 1). The video: 60 s at 25 fps, key frames 10 s apart, paused at 20.4 s
 // by an exact seek.
 #include "seektracker.h"
+#include "testsupport.h"
 
 #include <QTest>
 
@@ -15,11 +16,7 @@ class TestSeekTracker : public QObject {
 private slots:
     void script_data()
     {
-        QTest::addColumn<QString>("script");
-        QTest::addColumn<QString>("expected");
-        const auto row = [](const char *name, const char *script, const char *expected) {
-            QTest::newRow(name) << QString::fromLatin1(script) << QString::fromLatin1(expected);
-        };
+        const auto row = textColumns("script", "expected");
         row("a seek completes at the restart after it started",
             "seek 30;ok 1;restart;start;restart", "seek 30 exact;;;;done 1");
         row("seeks started as one complete once each", "drag 30;seek 41;ok 1;ok 2;start;restart",
