@@ -346,6 +346,14 @@ private:
             break;
         case MPV_EVENT_PLAYBACK_RESTART:
             m_seeks.restarted();
+            if (m_isSoundOff && !m_seeks.playNeedsSeek() && !m_seeks.isPending()) {
+                // Forward again and on the frame sought: the sound comes back. Not while a seek
+                // is under way: choosing a track re-reads the file, and a seek beside it can
+                // land a frame off.
+                const char *sound[] = {"set", "aid", "auto", nullptr};
+                mpv_command_async(m_core->handle, 0, sound);
+                m_isSoundOff = false;
+            }
             announceTime();
             break;
         case MPV_EVENT_END_FILE: {
@@ -544,6 +552,13 @@ private:
                                : c.kind == Kind::Step     ? step
                                : c.kind == Kind::TurnBack ? back
                                                           : forward;
+            if (c.kind == Kind::TurnBack && m_core->handle) {
+                // Stepping back is silent, and sound decoded backward would make every step wait
+                // for it and let it drop pictures to keep up: no sound until forward again.
+                const char *noSound[] = {"set", "aid", "no", nullptr};
+                mpv_command_async(m_core->handle, 0, noSound);
+                m_isSoundOff = true;
+            }
             if (!m_core->handle || mpv_command_async(m_core->handle, c.id, cmd) < 0) {
                 if (c.id) // a seek the core never took completes from the event loop
                     QMetaObject::invokeMethod(
@@ -671,6 +686,7 @@ private:
     float m_speed = 1.0f;
     int m_pendingPauseSets = 0;
     bool m_hadVideoOutput = false;
+    bool m_isSoundOff = false; // while the core plays backward
     bool m_eofReached = false; // as the core last reported it
 
     // The playhead, the duration and what the seeks must know of the frames and the core.
