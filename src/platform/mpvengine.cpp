@@ -129,6 +129,7 @@ public:
         , m_diskJobs(std::move(diskJobs))
     {
         m_media.reversalBytes = options.reversalBytes;
+        m_media.turnAfter = options.turnBackAfter;
         if (Trace::enabled()) {
             m_seeks.onShown = [this](double target, uint64_t drawnBefore) {
                 m_core->pictures.seekCompleted(QString::fromLatin1(number(target)), drawnBefore);

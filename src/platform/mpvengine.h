@@ -2,6 +2,7 @@
 
 #include "mediaengine.h"
 
+#include <chrono>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -30,6 +31,10 @@ public:
         // exact seek instead. 640 MiB: a 1080p stretch of 8 s at 25 frames a second, a 2160p
         // one of 2 s.
         qint64 reversalBytes = qint64(640) << 20;
+        // How long a run of steps back at a key's repeat goes by exact seeks before it keeps
+        // the pictures: a short hold lands sooner by seeks, which also keep a quarter of the
+        // memory.
+        std::chrono::milliseconds turnBackAfter{1000};
     };
     // Further mpv options by name and value, set on every core after Lunelo's own: for tests and
     // tools (for example "ao-pcm-file", to record the sound).

@@ -26,11 +26,16 @@ SeekTracker::Way SeekTracker::seek(double target, bool isExact, const Media &med
 {
     const uint64_t id = m_nextId++;
     std::optional<double> back = isExact ? previousFrame(target, media) : std::nullopt;
-    // The first step back of a run is an exact seek: turning the core around costs several of
-    // those. Only a step that follows another at a key's repeat turns it.
+    // Steps back are exact seeks, which the core takes one after the other, each showing its
+    // frame before the next starts. Turning the core around costs many of those (at 1080p with
+    // 5 s between key frames, 2.5 s, against 0.2 s for a seek), so only a key held for a while
+    // turns it: a run of steps at a key's repeat that has lasted `turnAfter`.
     const bool repeated = back && m_lastBackStep && now - *m_lastBackStep < kKeyRepeat;
+    if (back && !repeated)
+        m_runStart = now;
     m_lastBackStep = back ? std::optional(now) : std::nullopt;
-    const bool backSeek = back && m_direction == Direction::Forward && !repeated;
+    const bool turns = repeated && now - m_runStart >= media.turnAfter;
+    const bool backSeek = back && m_direction == Direction::Forward && !turns;
     if (backSeek)
         back.reset();
     const bool step =

@@ -14,9 +14,9 @@
 // A seek goes to the core, the core takes it (accepted), starts it, alone or with others queued
 // beside it (started), and shows its target at the next playback restart, where it completes. A
 // seek to the next frame while paused is a step instead: the core decodes that one frame, and the
-// step completes when the playhead reaches it. Stepping back through a held key turns the core
-// around (mpv's play-dir), then steps backward through the pictures it keeps; each such step
-// completes when the playhead goes below the frame it names.
+// step completes when the playhead reaches it. Stepping back through a key held long enough turns
+// the core around (mpv's play-dir), then steps backward through the pictures it keeps; each such
+// step completes when the playhead goes below the frame it names.
 //
 // Units: seconds; the commands name seeks by the ids given out here.
 class SeekTracker {
@@ -35,6 +35,8 @@ public:
         std::optional<double> longestKeyFrameInterval; // nothing while unknown, or without index
         int64_t pictureBytes = 0;                      // one decoded picture; 0 while unknown
         int64_t reversalBytes = 0;                     // room for the pictures kept stepping back
+        // How long a held run of steps back goes by exact seeks before it turns the core around.
+        Clock::duration turnAfter{};
     };
 
     // Where the playhead stands, as far as playing and pausing go.
@@ -145,4 +147,5 @@ private:
     Direction m_direction = Direction::Forward;
     // When the last seek, a step back, was asked for; nothing after any other seek.
     std::optional<Clock::time_point> m_lastBackStep;
+    Clock::time_point m_runStart; // of the run of steps back at a key's repeat that goes on
 };

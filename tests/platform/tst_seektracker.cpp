@@ -48,6 +48,9 @@ private slots:
             "seek 20.36 exact;;seek 30 exact;;;done 2 done 3");
         row("no room for the stretch", "tight;seek 20.36;seek 20.32",
             ";seek 20.36 exact;seek 20.32 exact");
+        row("a hold goes by seeks until it has lasted",
+            "hold 0.1;seek 20.36;seek 20.32;seek 20.28;seek 20.24;seek 20.2",
+            ";seek 20.36 exact;seek 20.32 exact;seek 20.28 exact;seek 20.24 exact;");
     }
 
     void script()
@@ -92,6 +95,11 @@ private slots:
             {"wait", [&](double) { now += std::chrono::seconds(1); }},
             {"from", [&](double t) { media.playhead = t; }},
             {"tight", [&](double) { media.reversalBytes = 1; }},
+            {"hold",
+             [&](double s) {
+                 media.turnAfter = std::chrono::duration_cast<SeekTracker::Clock::duration>(
+                     std::chrono::duration<double>(s));
+             }},
             {"play",
              [&](double) {
                  if (!tracker.mayPlay())

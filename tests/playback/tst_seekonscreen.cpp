@@ -30,11 +30,13 @@ int frameAt(double seconds)
 
 // A session whose picture libmpv draws through a picture surface filling a real window, one
 // surface per player as the player view makes them. `reversalBytes`: the engine's room for the
-// pictures kept by steps back.
+// pictures kept by steps back; any held run of them turns the core around at once.
 struct Screen {
     explicit Screen(qint64 reversalBytes)
-        : engine(MpvEngine::Options{
-              .drawsVideo = true, .audioOutput = "null", .reversalBytes = reversalBytes})
+        : engine(MpvEngine::Options{.drawsVideo = true,
+                                    .audioOutput = "null",
+                                    .reversalBytes = reversalBytes,
+                                    .turnBackAfter = std::chrono::milliseconds(0)})
     {
         view.setColor(Qt::black);
         view.resize(640, 480);
