@@ -554,8 +554,9 @@ private:
                                : c.kind == Kind::TurnBack ? back
                                                           : forward;
             if (c.kind == Kind::TurnBack && m_core->handle) {
-                // Stepping back is silent, and sound decoded backward would make every step wait
-                // for it and let it drop pictures to keep up: no sound until forward again.
+                // Stepping back is silent, and sound decoded backward makes the turn wait for
+                // it (the file read again from a key frame for every fifth of a second) and now
+                // and then lets a run of steps end off its frame: no sound until forward again.
                 const char *noSound[] = {"set", "aid", "no", nullptr};
                 mpv_command_async(m_core->handle, 0, noSound);
                 m_isSoundOff = true;

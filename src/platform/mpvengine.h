@@ -32,7 +32,7 @@ public:
         // one of 2 s.
         qint64 reversalBytes = qint64(640) << 20;
         // How long a run of steps back at a key's repeat goes by exact seeks before it keeps
-        // the pictures: a short hold lands sooner by seeks, which also keep a quarter of the
+        // the pictures: a short hold lands sooner by seeks, which hold less than half the
         // memory.
         std::chrono::milliseconds turnBackAfter{1000};
     };
