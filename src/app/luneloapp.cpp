@@ -20,7 +20,6 @@
 #include <QDir>
 #include <QGuiApplication>
 #include <QQmlEngine>
-#include <QQuickStyle>
 #include <QQuickView>
 #include <QtQml/QQmlExtensionPlugin>
 
@@ -100,8 +99,8 @@ LuneloApp::LuneloApp(SingleInstance &instance, const QList<QUrl> &launchFiles)
     // view then builds the picture before anything over it.
     delegate.openUrls(launchFiles);
 
-    // The controls draw themselves; no desktop style underneath.
-    QQuickStyle::setStyle(QStringLiteral("Basic"));
+    // No style is chosen: the QML imports the Basic controls by name, so their libraries load
+    // with the chrome, after the first picture.
     p.view = std::make_unique<QQuickView>(&p.qml, nullptr);
     p.view->setResizeMode(QQuickView::SizeRootObjectToView);
     p.view->setInitialProperties({
