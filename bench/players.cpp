@@ -279,7 +279,8 @@ std::optional<Player::Release> LuneloPlayer::scrub(double to, double seconds,
     const auto xAt = [&](double fraction) {
         return left + handle + int(std::lround(fraction * (width - 2 * handle)));
     };
-    // The pointer over the bar shows the chrome (or keeps it shown).
+    // The pointer over the bar shows the chrome (or keeps it shown). The chrome starts shown,
+    // and only its changes are traced: no line yet means it has not hidden.
     xdotool({QStringLiteral("mousemove"), QString::number(xAt(0)), QString::number(y)});
     const bool shown = waitUntil(
         [this] {
@@ -288,7 +289,7 @@ std::optional<Player::Release> LuneloPlayer::scrub(double to, double seconds,
                 if (e->name == QLatin1String("chrome"))
                     return e->detail.startsWith(QLatin1String("shown"));
             }
-            return false;
+            return true;
         },
         5000);
     if (!shown)
