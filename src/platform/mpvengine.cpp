@@ -347,14 +347,6 @@ private:
             break;
         case MPV_EVENT_PLAYBACK_RESTART:
             m_seeks.restarted();
-            if (m_isSoundOff && !m_seeks.playNeedsSeek() && !m_seeks.isPending()) {
-                // Forward again and on the frame sought: the sound comes back. Not while a seek
-                // is under way: choosing a track re-reads the file, and a seek beside it can
-                // land a frame off.
-                const char *sound[] = {"set", "aid", "auto", nullptr};
-                mpv_command_async(m_core->handle, 0, sound);
-                m_isSoundOff = false;
-            }
             announceTime();
             break;
         case MPV_EVENT_END_FILE: {
@@ -549,17 +541,27 @@ private:
             const char *step[] = {"frame-step", nullptr};
             const char *back[] = {"set", "play-dir", "backward", nullptr};
             const char *forward[] = {"set", "play-dir", "forward", nullptr};
-            const char **cmd = c.kind == Kind::Seek       ? seek
-                               : c.kind == Kind::Step     ? step
-                               : c.kind == Kind::TurnBack ? back
-                                                          : forward;
-            if (c.kind == Kind::TurnBack && m_core->handle) {
-                // Stepping back is silent, and sound decoded backward makes the turn wait for
-                // it (the file read again from a key frame for every fifth of a second) and now
-                // and then lets a run of steps end off its frame: no sound until forward again.
-                const char *noSound[] = {"set", "aid", "no", nullptr};
-                mpv_command_async(m_core->handle, 0, noSound);
-                m_isSoundOff = true;
+            const char *soundOff[] = {"set", "aid", "no", nullptr};
+            const char *soundOn[] = {"set", "aid", "auto", nullptr};
+            const char **cmd = seek;
+            switch (c.kind) {
+            case Kind::Seek:
+                break;
+            case Kind::Step:
+                cmd = step;
+                break;
+            case Kind::TurnBack:
+                cmd = back;
+                break;
+            case Kind::TurnForward:
+                cmd = forward;
+                break;
+            case Kind::SoundOff:
+                cmd = soundOff;
+                break;
+            case Kind::SoundOn:
+                cmd = soundOn;
+                break;
             }
             if (!m_core->handle || mpv_command_async(m_core->handle, c.id, cmd) < 0) {
                 if (c.id) // a seek the core never took completes from the event loop
@@ -688,7 +690,6 @@ private:
     float m_speed = 1.0f;
     int m_pendingPauseSets = 0;
     bool m_hadVideoOutput = false;
-    bool m_isSoundOff = false; // while the core plays backward
     bool m_eofReached = false; // as the core last reported it
 
     // The playhead, the duration and what the seeks must know of the frames and the core.

@@ -138,6 +138,10 @@ void SeekTracker::restarted()
                    s.stage == Stage::Turning || s.stage == Stage::SteppingBack;
         },
         true);
+    if (m_isSoundOff && m_direction == Direction::Forward && m_seeks.empty()) {
+        m_isSoundOff = false;
+        m_commands.push_back({Command::Kind::SoundOn});
+    }
 }
 
 // Steps complete once the playhead reaches the frame they asked for: the first that starts at or
@@ -227,6 +231,8 @@ bool SeekTracker::all(bool (*pick)(const Pending &)) const
 void SeekTracker::turnBack()
 {
     m_direction = Direction::Turning;
+    if (!std::exchange(m_isSoundOff, true))
+        m_commands.push_back({Command::Kind::SoundOff});
     m_commands.push_back({Command::Kind::TurnBack});
 }
 

@@ -53,6 +53,12 @@ public:
             Step,        // mpv's frame-step, in the direction the core plays
             TurnBack,    // play-dir backward
             TurnForward, // play-dir forward
+            // The sound track left out while the core plays backward (stepping back is silent,
+            // and sound decoded backward makes the turn wait for it and now and then lets a run
+            // of steps end off its frame), and chosen again once forward with no seek under way
+            // (a track chosen beside a seek can make it land a frame off).
+            SoundOff,
+            SoundOn,
         };
         Kind kind = Kind::Seek;
         uint64_t id = 0; // Seek and Step: the reply id that names the seek
@@ -145,6 +151,7 @@ private:
     std::vector<Command> m_commands;
     Playhead m_playhead = Playhead::Paused;
     Direction m_direction = Direction::Forward;
+    bool m_isSoundOff = false;
     // When the last seek, a step back, was asked for; nothing after any other seek.
     std::optional<Clock::time_point> m_lastBackStep;
     Clock::time_point m_runStart; // of the run of steps back at a key's repeat that goes on

@@ -36,11 +36,16 @@ private slots:
         row("slow steps back are seeks", "seek 20.36;wait;seek 20.32",
             "seek 20.36 exact;;seek 20.32 exact");
         const char *held = "seek 20.36;seek 20.32;ok 1;start;restart;start;restart;at 20.32";
-        const QString turned = QStringLiteral("seek 20.36 exact;;;;done 1 back;;step;done 2");
+        const QString turned =
+            QStringLiteral("seek 20.36 exact;;;;done 1 silence back;;step;done 2");
         QTest::newRow("held steps back turn the core")
             << QString::fromLatin1(held) + ";seek 20.28;at 20.28" << turned + ";step;done 3";
         QTest::newRow("a step forward turns it forward")
             << QString::fromLatin1(held) + ";seek 20.36" << turned + ";forward seek 20.36 exact";
+        QTest::newRow("the sound comes back once no seek is under way")
+            << QString::fromLatin1(held) +
+                   ";seek 20.36;ok 3;start;seek 30;restart;ok 4;start;restart"
+            << turned + ";forward seek 20.36 exact;;;seek 30 exact;done 3;;;done 4 sound";
         QTest::newRow("playing turns it forward")
             << QString::fromLatin1(held) + ";play" << turned + ";forward seek 20.32 exact";
         row("steps waiting to turn give way to a seek",
@@ -116,7 +121,8 @@ private slots:
             events.at(event.section(QLatin1Char(' '), 0, 0))(
                 event.section(QLatin1Char(' '), 1).toDouble());
             for (const SeekTracker::Command &c : tracker.takeCommands()) {
-                static const char *const kNames[] = {"seek", "step", "back", "forward"};
+                static const char *const kNames[] = {"seek",    "step",    "back",
+                                                     "forward", "silence", "sound"};
                 out += QLatin1Char(' ') + QLatin1String(kNames[int(c.kind)]);
                 if (c.kind == SeekTracker::Command::Kind::Seek)
                     out += QStringLiteral(" %1 %2").arg(c.target).arg(c.isExact ? "exact"
