@@ -10,7 +10,7 @@ build=(cmake g++ ninja-build pkg-config
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-templates
     qml6-module-qtquick-layouts qml6-module-qtquick-window qml6-module-qtqml-workerscript
     qml6-module-qtquick-shapes
-    libmpv-dev libavformat-dev libglib2.0-dev libglib2.0-bin shared-mime-info xdg-utils
+    libmpv-dev libavformat-dev libavcodec-dev libswscale-dev libglib2.0-dev libglib2.0-bin shared-mime-info xdg-utils
     fonts-dejavu-core libgl1-mesa-dri ffmpeg)
 testing=(xvfb xauth xdotool openbox weston dbus x11-utils x11-xkb-utils x11-xserver-utils
     imagemagick mpv desktop-file-utils appstream gsettings-desktop-schemas qt6-gtk-platformtheme fuse3 bindfs

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QRectF>
 #include <QSizeF>
 #include <QString>
 #include <QUrl>
@@ -51,12 +52,18 @@ class VideoRenderer {
 public:
     virtual ~VideoRenderer() = default;
     // Draws the newest frame over the whole of OpenGL framebuffer `fbo` (0: the window's own) of
-    // `pixelSize` device pixels, in OpenGL's orientation (the first row at the bottom).
-    virtual void render(unsigned fbo, QSize pixelSize) = 0;
+    // `pixelSize` device pixels, in OpenGL's orientation (the first row at the bottom). `picture`:
+    // where the picture lies in it, in device pixels from the top left corner.
+    virtual void render(unsigned fbo, QSize pixelSize, const QRectF &picture) = 0;
     // Whether the engine asked for a render since the last one: for a new frame, or for the same
-    // one drawn anew (after a change of zoom, say). Until then render() would draw again exactly
-    // what it drew last. True before the first render().
-    [[nodiscard]] virtual bool hasUpdate() const { return true; }
+    // one drawn anew (after a change of zoom, say), or whether it would draw its picture
+    // elsewhere now that it lies at `picture`. Until then render() would draw again exactly what
+    // it drew last. True before the first render().
+    [[nodiscard]] virtual bool hasUpdate(const QRectF &picture) const
+    {
+        Q_UNUSED(picture)
+        return true;
+    }
     // Whether render() has drawn a frame of the video yet (before that it draws black).
     [[nodiscard]] virtual bool hasDrawnPicture() const { return false; }
     // The window's buffer swap has put on screen what render() drew last.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "picturestretch.h"
+
 #include <QByteArray>
 #include <QLoggingCategory>
 #include <QString>
@@ -44,6 +46,30 @@ private:
     std::optional<Awaited> m_awaited;
 };
 
+// The picture shown instead of the core's: a step back through pictures the player decoded
+// itself (the core stays where it was). Set on the GUI thread, drawn on the render thread.
+class ShownPicture {
+public:
+    void show(StretchPictureRef picture)
+    {
+        std::lock_guard lock(m_mutex);
+        m_picture = std::move(picture);
+        ++m_changes;
+    }
+    [[nodiscard]] StretchPictureRef picture()
+    {
+        std::lock_guard lock(m_mutex);
+        return m_picture;
+    }
+    // Counts the changes, so the renderer knows whether it has drawn the current state.
+    [[nodiscard]] uint64_t changes() const { return m_changes.load(); }
+
+private:
+    std::mutex m_mutex;
+    StretchPictureRef m_picture;
+    std::atomic<uint64_t> m_changes = 0;
+};
+
 // One mpv core, shared by its player (GUI thread) and its renderer (render thread); the core is
 // destroyed when both let go, so the render context is always freed before its core. The
 // destruction waits for the core to stop, so it happens on a thread of its own; at the end of the
@@ -64,6 +90,7 @@ struct MpvCore {
     mpv_handle *handle = nullptr;
     const QString path;
     PictureLog pictures; // used only while tracing
+    ShownPicture shown;
 
     // The file is loaded once it was found to be one the core can read without hanging, and,
     // for a player that draws, once its renderer exists. Each says so here, from any thread

@@ -5,6 +5,7 @@
 #include "mpvcore.h"
 #include "mpvfailure.h"
 #include "mpvrenderer.h"
+#include "picturestretch.h"
 #include "seektracker.h"
 #include "trace.h"
 #include "windowsystem.h"
@@ -127,6 +128,7 @@ public:
                                         MpvCore::Settings{options.drawsVideo, options.audioOutput,
                                                           options.reversalBytes, extraOptions}))
         , m_diskJobs(std::move(diskJobs))
+        , m_stretchRoom(options.reversalBytes)
     {
         m_media.reversalBytes = options.reversalBytes;
         m_media.turnAfter = options.turnBackAfter;
@@ -220,25 +222,9 @@ public:
 
     void seek(double seconds, SeekMode mode, std::function<void()> completion) override
     {
-        const bool exact = mode == SeekMode::Exact;
-        const uint64_t drawnBefore = Trace::enabled() ? m_core->pictures.drawn() : 0;
-        const auto way = m_seeks.seek(seconds, exact, m_media, std::chrono::steady_clock::now(),
-                                      std::move(completion), drawnBefore);
-        m_media.playhead = seconds;
-        // The playhead jumps now. Announced from the event loop, after any tick of the old
-        // position still on its way, so the old position cannot have the last word.
-        QMetaObject::invokeMethod(
-            this, [this] { announceTime(); }, Qt::QueuedConnection);
-        if (Trace::enabled()) {
-            using Way = SeekTracker::Way;
-            const char *kind = way == Way::Back   ? "back"
-                               : way == Way::Step ? "step"
-                               : exact            ? "exact"
-                                                  : "keyframes";
-            Trace::event("seek", QString::fromLatin1(number(seconds)) + QLatin1Char(' ') +
-                                     QLatin1String(kind));
-        }
-        sendCommands();
+        if (mode == SeekMode::Exact && stepThroughStretch(seconds, completion))
+            return;
+        sendSeek(seconds, mode, std::move(completion));
     }
 
     std::optional<VideoTrack> videoTrack() const override
@@ -284,6 +270,8 @@ public:
     {
         if (!m_drawsVideo || !m_core->handle)
             return nullptr;
+        // Render thread, while the GUI thread waits for the scene's synchronisation.
+        m_requestRender = frameReady;
         return createMpvRenderer(m_core, m_display, std::move(frameReady));
     }
 
@@ -356,6 +344,7 @@ private:
             else if (end->reason == MPV_END_FILE_REASON_REDIRECT)
                 failRedirect();
             // Nothing restarts after the end of the file.
+            leaveStretch();
             m_seeks.completeAll();
             break;
         }
@@ -393,6 +382,8 @@ private:
         case Prop::TimePos: {
             if (has && m_seeks.isPending())
                 m_seeks.playheadMoved(value);
+            if (m_corePlayhead) // a picture of the stretch shows: the playhead is its
+                break;
             // While seeking, and paused after an exact seek, the playhead reads as the seek's
             // target (mpv's time-pos is the start of the frame shown, up to a frame later, or the
             // start of the last frame for a target at the end); at the end, as the end.
@@ -469,6 +460,9 @@ private:
             m_status = Status::ReadyToPlay;
             m_media.isReady = true;
             readKeyFrames();
+            if (m_drawsVideo)
+                m_stretch = std::make_unique<PictureStretch>(m_core->path, m_stretchRoom, this,
+                                                             [this] { stretchChanged(); });
             Trace::event("loaded", number(m_media.duration));
             emit statusChanged();
             emit durationChanged();
@@ -528,6 +522,150 @@ private:
         const std::optional<VideoTrack> track = videoTrack();
         for (auto &done : waiters)
             done(track);
+    }
+
+    // A seek through the core.
+    void sendSeek(double seconds, SeekMode mode, std::function<void()> completion)
+    {
+        // A picture of the stretch stays on screen until the core shows the seek's.
+        if (const auto shows = leaveStretch()) {
+            completion = [this, shows = *shows, done = std::move(completion)] {
+                releaseStretchPicture(shows);
+                if (done)
+                    done();
+            };
+        }
+        const bool exact = mode == SeekMode::Exact;
+        const uint64_t drawnBefore = Trace::enabled() ? m_core->pictures.drawn() : 0;
+        const auto way = m_seeks.seek(seconds, exact, m_media, std::chrono::steady_clock::now(),
+                                      std::move(completion), drawnBefore);
+        m_media.playhead = seconds;
+        // The playhead jumps now. Announced from the event loop, after any tick of the old
+        // position still on its way, so the old position cannot have the last word.
+        QMetaObject::invokeMethod(
+            this, [this] { announceTime(); }, Qt::QueuedConnection);
+        if (Trace::enabled()) {
+            using Way = SeekTracker::Way;
+            const char *kind = way == Way::Back   ? "back"
+                               : way == Way::Step ? "step"
+                               : exact            ? "exact"
+                                                  : "keyframes";
+            Trace::event("seek", QString::fromLatin1(number(seconds)) + QLatin1Char(' ') +
+                                     QLatin1String(kind));
+        }
+        sendCommands();
+    }
+
+    // Steps back go through pictures decoded here while they can: the player paused with no seek
+    // of the core's under way, a drawn, unturned picture, and room for a picture. The core stays
+    // where it is meanwhile; only a request it must serve (playing, a seek elsewhere) moves it,
+    // from there. Takes `completion` when it takes the seek.
+    bool stepThroughStretch(double target, std::function<void()> &completion)
+    {
+        if (!m_stretch || !m_requestRender || m_rotation != 0 || m_status != Status::ReadyToPlay ||
+            !m_paused || m_seeks.playhead() == SeekTracker::Playhead::Playing ||
+            m_seeks.isPending() || m_seeks.playNeedsSeek() || m_media.pictureBytes <= 0 ||
+            m_media.pictureBytes > m_stretchRoom)
+            return false;
+        StretchPictureRef picture = m_stretch->find(target);
+        if (!picture && !isStepBack(target))
+            return false;
+        // The picture on screen: the newest a stretch must hold.
+        const double until = m_shownStretch ? m_shownStretch->start() : m_media.playhead;
+        if (!m_corePlayhead)
+            m_corePlayhead = m_media.playhead;
+        m_media.playhead = target;
+        QMetaObject::invokeMethod(
+            this, [this] { announceTime(); }, Qt::QueuedConnection);
+        Trace::event("seek", QString::fromLatin1(number(target)) + QLatin1String(" stretch"));
+        if (picture) {
+            showStretchPicture(picture, target);
+            QMetaObject::invokeMethod(
+                this, [done = std::move(completion)] { done ? done() : void(); },
+                Qt::QueuedConnection);
+        } else {
+            m_awaited.push_back({target, std::move(completion)});
+            if (!m_stretch->isDecoding())
+                m_stretch->keepUntil(until);
+        }
+        return true;
+    }
+
+    // Whether an exact seek to `target` is a step to the frame before the playhead.
+    [[nodiscard]] bool isStepBack(double target) const
+    {
+        const double fps = m_media.containerFps > 0 ? m_media.containerFps : m_media.estimatedFps;
+        if (fps <= 0)
+            return false;
+        const double back = m_media.playhead - target;
+        return back > 0.25 / fps && back < 1.5 / fps;
+    }
+
+    void showStretchPicture(const StretchPictureRef &picture, double target)
+    {
+        const uint64_t drawnBefore = Trace::enabled() ? m_core->pictures.drawn() : 0;
+        m_shownStretch = picture;
+        ++m_stretchShows;
+        m_core->shown.show(picture);
+        m_requestRender();
+        m_stretch->shown(picture);
+        if (Trace::enabled())
+            m_core->pictures.seekCompleted(QString::fromLatin1(number(target)), drawnBefore);
+    }
+
+    // A decoding of the stretch finished: the steps that waited for it show their picture, or
+    // wait for the one before it, or, when it holds none, go to the core.
+    void stretchChanged()
+    {
+        if (m_awaited.empty())
+            return;
+        const double target = m_awaited.back().target;
+        if (StretchPictureRef picture = m_stretch->find(target)) {
+            showStretchPicture(picture, target);
+            for (AwaitedStep &step : std::exchange(m_awaited, {})) {
+                if (step.completion)
+                    step.completion();
+            }
+            return;
+        }
+        if (m_stretch->isDecoding() || m_stretch->keepEarlier())
+            return;
+        std::vector<AwaitedStep> steps = std::exchange(m_awaited, {});
+        sendSeek(target, SeekMode::Exact, [steps = std::move(steps)] {
+            for (const AwaitedStep &step : steps) {
+                if (step.completion)
+                    step.completion();
+            }
+        });
+    }
+
+    // The core takes over: steps still waiting for their picture complete (a later request
+    // overtakes them), the kept pictures go, and the playhead is the core's again, for the
+    // request that follows to start from. Returns, when a picture of the stretch is on screen,
+    // its number, for releaseStretchPicture().
+    std::optional<uint64_t> leaveStretch()
+    {
+        for (AwaitedStep &step : std::exchange(m_awaited, {})) {
+            if (step.completion)
+                QMetaObject::invokeMethod(this, std::move(step.completion), Qt::QueuedConnection);
+        }
+        if (m_stretch)
+            m_stretch->clear();
+        if (!m_corePlayhead)
+            return std::nullopt;
+        m_media.playhead = *std::exchange(m_corePlayhead, std::nullopt);
+        m_shownStretch.reset();
+        return m_stretchShows;
+    }
+
+    // The core shows its own picture again, unless a newer picture of the stretch shows.
+    void releaseStretchPicture(uint64_t shows)
+    {
+        if (shows != m_stretchShows || m_shownStretch)
+            return;
+        m_core->shown.show(nullptr);
+        if (m_requestRender)
+            m_requestRender();
     }
 
     // Sends what the seek bookkeeping asks of the core.
@@ -591,7 +729,7 @@ private:
     {
         if (paused) {
             m_seeks.pause();
-        } else if (!m_seeks.mayPlay()) {
+        } else if (!m_corePlayhead && !m_seeks.mayPlay()) {
             // Nothing is left to play: the core would pause again at once (keep-open), and that
             // change can slip past unseen between our requests. The player stays paused at the
             // end; the session hears so from the event loop.
@@ -600,8 +738,8 @@ private:
             return;
         } else {
             // Playback runs forward, from the frame the backward steps asked for.
-            if (m_seeks.playNeedsSeek())
-                seek(m_media.playhead, SeekMode::Exact, {});
+            if (m_corePlayhead || m_seeks.playNeedsSeek())
+                sendSeek(m_media.playhead, SeekMode::Exact, {});
             m_seeks.play();
         }
         int flag = paused ? 1 : 0;
@@ -655,6 +793,8 @@ private:
         m_status = Status::Failed;
         m_media.isReady = false;
         m_paused = true;
+        leaveStretch();
+        m_core->shown.show(nullptr);
         Trace::event("failed", m_error->description);
         settleTrack();
         m_seeks.completeAll();
@@ -703,6 +843,20 @@ private:
 
     int64_t m_frameDrops = 0; // observed only while tracing
     int64_t m_decoderDrops = 0;
+
+    // Steps back through pictures decoded here; while one shows (or is awaited), the core stays
+    // where it was, at m_corePlayhead.
+    struct AwaitedStep {
+        double target = 0;
+        std::function<void()> completion;
+    };
+    const int64_t m_stretchRoom;
+    std::unique_ptr<PictureStretch> m_stretch; // once ready, for a player that draws
+    std::vector<AwaitedStep> m_awaited;        // steps waiting for the stretch to decode
+    StretchPictureRef m_shownStretch;
+    std::optional<double> m_corePlayhead;
+    uint64_t m_stretchShows = 0; // pictures of the stretch shown so far
+    std::function<void()> m_requestRender;
 
     double m_zoom = 0;
     double m_panX = 0;

@@ -4,6 +4,8 @@
 #include "trace.h"
 
 #include <QOpenGLContext>
+#include <QOpenGLExtraFunctions>
+#include <QOpenGLFunctions>
 
 #include <mpv/client.h>
 #include <mpv/render_gl.h>
@@ -33,6 +35,89 @@ mpv_render_param displayParameter(const WindowSystem::NativeDisplay &display)
     return {MPV_RENDER_PARAM_INVALID, nullptr};
 }
 
+// Draws a picture decoded by the player itself where the core would draw its own: converted to
+// RGBA, uploaded, and scaled into place with a framebuffer blit (linear filtering), over black.
+// Render thread, with the scene's OpenGL context current; needs OpenGL 3 or OpenGL ES 3.
+class StretchDrawer {
+public:
+    StretchDrawer() = default;
+    StretchDrawer(const StretchDrawer &) = delete;
+    StretchDrawer &operator=(const StretchDrawer &) = delete;
+    ~StretchDrawer()
+    {
+        if (!m_texture || !QOpenGLContext::currentContext())
+            return;
+        QOpenGLFunctions *gl = QOpenGLContext::currentContext()->functions();
+        gl->glDeleteFramebuffers(1, &m_framebuffer);
+        gl->glDeleteTextures(1, &m_texture);
+    }
+
+    // Returns whether `picture` is new: not the one drawn last.
+    bool draw(const StretchPictureRef &picture, unsigned fbo, QSize pixelSize, const QRectF &rect)
+    {
+        const bool isNew = picture != m_uploaded;
+        QOpenGLExtraFunctions *gl = QOpenGLContext::currentContext()->extraFunctions();
+        gl->glBindFramebuffer(GL_FRAMEBUFFER, fbo);
+        gl->glDisable(GL_SCISSOR_TEST);
+        gl->glClearColor(0, 0, 0, 1);
+        gl->glClear(GL_COLOR_BUFFER_BIT);
+        if (!upload(picture))
+            return isNew;
+        gl->glBindFramebuffer(GL_READ_FRAMEBUFFER, m_framebuffer);
+        gl->glBindFramebuffer(GL_DRAW_FRAMEBUFFER, fbo);
+        // The texture's first row is the picture's top; the framebuffer's first row its bottom.
+        const int h = pixelSize.height();
+        gl->glBlitFramebuffer(0, 0, m_size.width(), m_size.height(), qRound(rect.left()),
+                              h - qRound(rect.top()), qRound(rect.right()),
+                              h - qRound(rect.bottom()), GL_COLOR_BUFFER_BIT, GL_LINEAR);
+        gl->glBindFramebuffer(GL_FRAMEBUFFER, fbo);
+        return isNew;
+    }
+
+    // Lets go of the last picture once it no longer shows.
+    void forget() { m_uploaded.reset(); }
+    [[nodiscard]] bool isShown() const { return m_uploaded != nullptr; }
+
+private:
+    bool upload(const StretchPictureRef &picture)
+    {
+        if (picture == m_uploaded)
+            return m_isValid;
+        m_uploaded = picture;
+        const uint8_t *rgba = m_converter.convert(*picture);
+        m_isValid = rgba != nullptr;
+        if (!rgba)
+            return false;
+        QOpenGLFunctions *gl = QOpenGLContext::currentContext()->functions();
+        if (!m_texture) {
+            gl->glGenTextures(1, &m_texture);
+            gl->glGenFramebuffers(1, &m_framebuffer);
+        }
+        gl->glBindTexture(GL_TEXTURE_2D, m_texture);
+        gl->glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+        if (picture->size() != m_size) {
+            m_size = picture->size();
+            gl->glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, m_size.width(), m_size.height(), 0,
+                             GL_RGBA, GL_UNSIGNED_BYTE, rgba);
+            gl->glBindFramebuffer(GL_FRAMEBUFFER, m_framebuffer);
+            gl->glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D,
+                                       m_texture, 0);
+        } else {
+            gl->glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, m_size.width(), m_size.height(), GL_RGBA,
+                                GL_UNSIGNED_BYTE, rgba);
+        }
+        gl->glBindTexture(GL_TEXTURE_2D, 0);
+        return true;
+    }
+
+    PictureConverter m_converter;
+    StretchPictureRef m_uploaded;
+    bool m_isValid = false;
+    GLuint m_texture = 0;
+    GLuint m_framebuffer = 0;
+    QSize m_size;
+};
+
 class MpvVideoRenderer final : public VideoRenderer {
 public:
     MpvVideoRenderer(std::shared_ptr<MpvCore> core, WindowSystem::NativeDisplay display,
@@ -52,16 +137,37 @@ public:
         }
     }
 
-    [[nodiscard]] bool hasUpdate() const override
+    [[nodiscard]] bool hasUpdate(const QRectF &picture) const override
     {
-        return !m_context || m_updates.load() != m_renderedUpdates;
+        return !m_context || m_updates.load() != m_renderedUpdates ||
+               m_core->shown.changes() != m_renderedShown ||
+               (m_stretch.isShown() && picture != m_stretchRect);
     }
 
-    void render(unsigned fbo, QSize pixelSize) override
+    void render(unsigned fbo, QSize pixelSize, const QRectF &picture) override
     {
         if (!m_context)
             return;
+        m_renderedShown = m_core->shown.changes();
+        const StretchPictureRef shown = m_core->shown.picture();
+        const bool coreUpdate = m_updates.load() != m_renderedUpdates;
         m_renderedUpdates = m_updates.load();
+        // The core draws whenever it asks to, even under a picture of our own: its video output
+        // waits for its frames to be drawn.
+        if (!shown || coreUpdate)
+            renderCore(fbo, pixelSize);
+        m_stretchRect = picture;
+        if (shown) {
+            if (m_stretch.draw(shown, fbo, pixelSize, picture) && Trace::enabled())
+                m_core->pictures.drew();
+        } else
+            m_stretch.forget();
+    }
+
+    [[nodiscard]] bool hasDrawnPicture() const override { return m_hasDrawnPicture; }
+
+    void renderCore(unsigned fbo, QSize pixelSize)
+    {
         const uint64_t flags = mpv_render_context_update(m_context);
         const bool newPicture =
             (flags & MPV_RENDER_UPDATE_FRAME) && Trace::enabled() && isNewPicture();
@@ -78,8 +184,6 @@ public:
         if (newPicture)
             m_core->pictures.drew();
     }
-
-    [[nodiscard]] bool hasDrawnPicture() const override { return m_hasDrawnPicture; }
 
     void frameSwapped() override
     {
@@ -140,7 +244,10 @@ private:
     // The engine's requests for a render (any thread), and how many the last render answered.
     std::atomic<uint64_t> m_updates = 0;
     uint64_t m_renderedUpdates = 0;
+    uint64_t m_renderedShown = 0;
+    QRectF m_stretchRect; // where the last render put a picture of the stretch
     bool m_hasDrawnPicture = false;
+    StretchDrawer m_stretch;
 };
 
 } // namespace

@@ -154,6 +154,8 @@ public:
     void setRect(const QRectF &rect) { m_rect = rect; }
     // The framebuffer's size in device pixels: the window's.
     void setTargetSize(QSize size) { m_targetSize = size; }
+    // Where the picture lies in that framebuffer, in device pixels.
+    void setPictureRect(const QRectF &rect) { m_pictureRect = rect; }
     void setPaused(bool paused) { m_paused = paused; }
 
     void render(const RenderState *) override
@@ -163,12 +165,12 @@ public:
         GLint framebuffer = 0;
         QOpenGLContext::currentContext()->functions()->glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING,
                                                                      &framebuffer);
-        const bool same = !m_video->hasUpdate();
+        const bool same = !m_video->hasUpdate(m_pictureRect);
         if (same && m_kept.holds(m_targetSize)) {
             m_kept.restore(GLuint(framebuffer));
             return;
         }
-        m_video->render(unsigned(framebuffer), m_targetSize);
+        m_video->render(unsigned(framebuffer), m_targetSize, m_pictureRect);
         // A copy pays when frames without a new picture are likely to follow: while paused,
         // or once the same picture was drawn twice in a row. Else a new picture drops it.
         if (same || m_paused)
@@ -193,6 +195,7 @@ private:
     QMetaObject::Connection m_swapped;
     QRectF m_rect;
     QSize m_targetSize;
+    QRectF m_pictureRect;
     bool m_paused = false;
     bool m_didShowPicture = false;
     KeptPicture m_kept;
@@ -229,8 +232,12 @@ QSGNode *PictureSurface::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
     }
     node->setRect(boundingRect());
     node->setPaused(!m_player || m_player->rate() == 0.0f);
-    if (const QQuickWindow *w = window())
-        node->setTargetSize((QSizeF(w->size()) * w->effectiveDevicePixelRatio()).toSize());
+    if (const QQuickWindow *w = window()) {
+        const qreal ratio = w->effectiveDevicePixelRatio();
+        node->setTargetSize((QSizeF(w->size()) * ratio).toSize());
+        const QRectF shown = mapRectToScene(m_pictureRect);
+        node->setPictureRect(QRectF(shown.topLeft() * ratio, shown.size() * ratio));
+    }
     return node;
 }
 
@@ -285,6 +292,7 @@ void PictureSurface::layoutPlayer()
     if (frame != m_pictureRect) {
         m_pictureRect = frame;
         emit pictureRectChanged();
+        update(); // where the player draws pictures of its own
     }
     if (m_player) {
         const VideoZoom zoom = videoZoom(bounds, m_videoSize, m_zoom.scale, m_zoom.offset);
