@@ -524,11 +524,14 @@ private:
             done(track);
     }
 
-    // A seek through the core.
-    void sendSeek(double seconds, SeekMode mode, std::function<void()> completion)
+    // A seek through the core. `keepsStretch`: a step back while the stretch decodes for the
+    // steps after it.
+    void sendSeek(double seconds, SeekMode mode, std::function<void()> completion,
+                  bool keepsStretch = false)
     {
+        m_lastBackStep.reset();
         // A picture of the stretch stays on screen until the core shows the seek's.
-        if (const auto shows = leaveStretch()) {
+        if (const auto shows = leaveStretch(keepsStretch)) {
             completion = [this, shows = *shows, done = std::move(completion)] {
                 releaseStretchPicture(shows);
                 if (done)
@@ -537,7 +540,10 @@ private:
         }
         const bool exact = mode == SeekMode::Exact;
         const uint64_t drawnBefore = Trace::enabled() ? m_core->pictures.drawn() : 0;
-        const auto way = m_seeks.seek(seconds, exact, m_media, std::chrono::steady_clock::now(),
+        SeekTracker::Media media = m_media;
+        if (m_stretch && m_stretch->isDecoding()) // it will serve the steps sooner
+            media.turnAfter = SeekTracker::Clock::duration::max();
+        const auto way = m_seeks.seek(seconds, exact, media, std::chrono::steady_clock::now(),
                                       std::move(completion), drawnBefore);
         m_media.playhead = seconds;
         // The playhead jumps now. Announced from the event loop, after any tick of the old
@@ -556,22 +562,36 @@ private:
         sendCommands();
     }
 
-    // Steps back go through pictures decoded here while they can: the player paused with no seek
-    // of the core's under way, a drawn, unturned picture, and room for a picture. The core stays
-    // where it is meanwhile; only a request it must serve (playing, a seek elsewhere) moves it,
-    // from there. Takes `completion` when it takes the seek.
+    // Steps back go through pictures decoded here while they can: the player paused, a drawn,
+    // unturned picture, and room for a picture. A single step goes to the core, which shows it
+    // soonest (it decodes only what that frame needs); a second one within a second of it goes to
+    // the core too, and has the stretch before it decoded meanwhile, and once that holds a step's
+    // picture the steps show kept pictures. From then on the core stays where its last seek
+    // leaves it, and only a request it must serve (playing, a seek elsewhere) moves it, from
+    // there. Takes `completion` when it takes the seek.
     bool stepThroughStretch(double target, std::function<void()> &completion)
     {
         if (!m_stretch || !m_requestRender || m_rotation != 0 || m_status != Status::ReadyToPlay ||
             !m_paused || m_seeks.playhead() == SeekTracker::Playhead::Playing ||
-            m_seeks.isPending() || m_seeks.playNeedsSeek() || m_media.pictureBytes <= 0 ||
-            m_media.pictureBytes > m_stretchRoom)
+            m_media.pictureBytes <= 0 || m_media.pictureBytes > m_stretchRoom ||
+            m_seeks.playNeedsSeek())
             return false;
         StretchPictureRef picture = m_stretch->find(target);
-        if (!picture && !isStepBack(target))
+        const bool back = isStepBack(target);
+        if (!m_corePlayhead && !picture) {
+            if (!back)
+                return false;
+            const auto now = std::chrono::steady_clock::now();
+            const bool again = m_lastBackStep && now - *m_lastBackStep < std::chrono::seconds(1);
+            const double shown = m_media.playhead; // the frame the stretch ends on
+            if (again && !m_stretch->isDecoding())
+                m_stretch->keepUntil(shown);
+            sendSeek(target, SeekMode::Exact, std::move(completion), true);
+            m_lastBackStep = now;
+            return true;
+        }
+        if (!picture && !back)
             return false;
-        // The picture on screen: the newest a stretch must hold.
-        const double until = m_shownStretch ? m_shownStretch->start() : m_media.playhead;
         if (!m_corePlayhead)
             m_corePlayhead = m_media.playhead;
         m_media.playhead = target;
@@ -585,8 +605,8 @@ private:
                 Qt::QueuedConnection);
         } else {
             m_awaited.push_back({target, std::move(completion)});
-            if (!m_stretch->isDecoding())
-                m_stretch->keepUntil(until);
+            if (!m_stretch->isDecoding() && !m_stretch->keepEarlier())
+                m_stretch->keepUntil(m_shownStretch ? m_shownStretch->start() : *m_corePlayhead);
         }
         return true;
     }
@@ -617,6 +637,9 @@ private:
     // wait for the one before it, or, when it holds none, go to the core.
     void stretchChanged()
     {
+        // Nothing to step through: the core holds the playhead again.
+        if (m_stretch->hasFailed() && m_awaited.empty() && !m_shownStretch)
+            m_corePlayhead.reset();
         if (m_awaited.empty())
             return;
         const double target = m_awaited.back().target;
@@ -643,13 +666,13 @@ private:
     // overtakes them), the kept pictures go, and the playhead is the core's again, for the
     // request that follows to start from. Returns, when a picture of the stretch is on screen,
     // its number, for releaseStretchPicture().
-    std::optional<uint64_t> leaveStretch()
+    std::optional<uint64_t> leaveStretch(bool keepsStretch = false)
     {
         for (AwaitedStep &step : std::exchange(m_awaited, {})) {
             if (step.completion)
                 QMetaObject::invokeMethod(this, std::move(step.completion), Qt::QueuedConnection);
         }
-        if (m_stretch)
+        if (m_stretch && !keepsStretch)
             m_stretch->clear();
         if (!m_corePlayhead)
             return std::nullopt;
@@ -727,6 +750,7 @@ private:
 
     void setPaused(bool paused)
     {
+        m_lastBackStep.reset();
         if (paused) {
             m_seeks.pause();
         } else if (!m_corePlayhead && !m_seeks.mayPlay()) {
@@ -857,6 +881,8 @@ private:
     std::optional<double> m_corePlayhead;
     uint64_t m_stretchShows = 0; // pictures of the stretch shown so far
     std::function<void()> m_requestRender;
+    // When the last step back went to the core; cleared by any other request.
+    std::optional<std::chrono::steady_clock::time_point> m_lastBackStep;
 
     double m_zoom = 0;
     double m_panX = 0;

@@ -24,12 +24,12 @@ public:
         bool drawsVideo = true;
         // mpv's audio output driver; empty keeps mpv's own choice ("null" in tests).
         QByteArray audioOutput;
-        // The most the decoded pictures kept for stepping backward may hold, in bytes. A
-        // backward step decodes the stretch from the key frame before it once and keeps its
-        // pictures, so that the steps after it show them without decoding again; in a file
-        // whose longest stretch between key frames would not fit, every backward step is an
-        // exact seek instead. 640 MiB: a 1080p stretch of 8 s at 25 frames a second, a 2160p
-        // one of 2 s.
+        // The most the decoded pictures kept for stepping backward may hold, in bytes. The
+        // player decodes the stretch before the playhead once and keeps its pictures, so that
+        // the steps back show them without decoding again; where it cannot, the core turns
+        // around, if the file's longest stretch between key frames fits (else every backward
+        // step is an exact seek). 640 MiB: a 1080p stretch of 8 s at 25 frames a second, a
+        // 2160p one of 2 s.
         qint64 reversalBytes = qint64(640) << 20;
         // How long a run of steps back at a key's repeat goes by exact seeks before it keeps
         // the pictures: a short hold lands sooner by seeks, which hold less than half the

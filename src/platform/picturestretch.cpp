@@ -5,6 +5,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
@@ -14,6 +15,7 @@ extern "C" {
 #include <cmath>
 #include <condition_variable>
 #include <deque>
+#include <limits>
 #include <mutex>
 #include <thread>
 
@@ -21,6 +23,11 @@ namespace {
 
 // A picture that starts less than this before a target counts as starting at it.
 constexpr double kTolerance = 0.005;
+
+// The most one decoding keeps: fresh memory for every picture kept costs as much again as
+// decoding it (page faults), and the first step back waits for all of it. 96 MiB: 31 pictures
+// of 1080p, 7 of 2160p.
+constexpr int64_t kWindowBytes = int64_t(96) << 20;
 
 int64_t frameBytes(const AVFrame *frame)
 {
@@ -178,7 +185,16 @@ struct PictureStretch::Worker {
         Result result{request.id, request.isEarlier, {}, {}};
         if (!open())
             return result;
-        const double timeBase = av_q2d(format->streams[stream]->time_base);
+        const AVStream *video = format->streams[stream];
+        const double timeBase = av_q2d(video->time_base);
+        // Pictures that will not be kept need decoding only when others refer to them: before
+        // the window, the decoder skips the rest (as mpv does up to an exact seek's target).
+        const int picture =
+            av_image_get_buffer_size(codec->pix_fmt, codec->width, codec->height, 1);
+        const double fps = av_q2d(video->avg_frame_rate);
+        const double skipBefore = picture > 0 && fps > 0
+                                      ? request.until - double(request.room / picture + 2) / fps
+                                      : -std::numeric_limits<double>::infinity();
         double from = request.until;
         for (int attempt = 0; attempt < 4; ++attempt, from -= double(1 << attempt)) {
             const auto ts = int64_t(std::floor((from + startTime) / timeBase));
@@ -209,7 +225,7 @@ struct PictureStretch::Worker {
                     kept.pop_front();
                 }
             };
-            if (!readUntil(request.id, take, done))
+            if (!readUntil(request.id, (skipBefore + startTime) / timeBase, take, done))
                 return {};
             if (late)
                 continue;
@@ -222,7 +238,8 @@ struct PictureStretch::Worker {
 
     // Feeds the decoder until `done`, the end of the file or a newer request; false for the
     // latter.
-    template<typename Take> bool readUntil(uint64_t id, Take &take, const bool &done)
+    template<typename Take>
+    bool readUntil(uint64_t id, double skipBefore, Take &take, const bool &done)
     {
         AVPacket *packet = av_packet_alloc();
         bool atEnd = false;
@@ -236,8 +253,12 @@ struct PictureStretch::Worker {
                 avcodec_send_packet(codec, nullptr);
             } else {
                 const bool ours = packet->stream_index == stream;
-                if (ours)
+                if (ours) {
+                    codec->skip_frame = packet->pts != AV_NOPTS_VALUE && packet->pts < skipBefore
+                                            ? AVDISCARD_NONREF
+                                            : AVDISCARD_DEFAULT;
                     avcodec_send_packet(codec, packet); // a broken packet is passed over
+                }
                 av_packet_unref(packet);
                 if (!ours)
                     continue;
@@ -315,7 +336,7 @@ void PictureStretch::keepUntil(double until)
 void PictureStretch::shown(const StretchPictureRef &shown)
 {
     const auto it = std::find(m_pictures.begin(), m_pictures.end(), shown);
-    if (it != m_pictures.end() && size_t(it - m_pictures.begin()) <= m_pictures.size() / 3)
+    if (it != m_pictures.end() && size_t(it - m_pictures.begin()) <= m_pictures.size() / 2)
         keepEarlier(shown);
 }
 
@@ -355,6 +376,7 @@ int64_t PictureStretch::bytes() const
 
 void PictureStretch::request(double until, int64_t room, bool earlier)
 {
+    room = std::min(room, kWindowBytes);
     m_decoding = ++m_lastRequest;
     std::lock_guard lock(m_worker->mutex);
     m_worker->current = m_decoding;

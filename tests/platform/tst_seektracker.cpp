@@ -2,6 +2,7 @@
 // engine events and reads back, event by event, the commands for the core and the seeks
 // completed (numbered from 1). The video: 60 s at 25 fps, key frames 10 s apart, paused at 20.4 s
 // by an exact seek.
+#include "picturestretch.h"
 #include "seektracker.h"
 #include "testsupport.h"
 
@@ -131,6 +132,37 @@ private slots:
             log << out.trimmed();
         }
         QCOMPARE(log.join(QLatin1Char(';')), expected);
+    }
+
+    // Which kept picture a step shows: the one an exact seek would, or none when it may lie
+    // outside them. Kept: the pictures at 20.00 to 20.12 s; "previous" when the one before
+    // them is known to start at 19.96.
+    void keptPictureForTarget_data()
+    {
+        const auto row = textColumns("targets", "expected");
+        row("the first picture at or after the target", "20.04 20.01 20.12", "1 1 3");
+        row("one less than 5 ms before counts as at it", "20.084 20.086", "2 3");
+        row("past the newest is not kept", "20.126 21", "- -");
+        row("before the oldest, its predecessor unknown", "20 19.996 19.99 19.97", "0 0 - -");
+        row("before the oldest, its predecessor known", "previous 20 19.97 19.964 19.9", "0 0 - -");
+    }
+
+    void keptPictureForTarget()
+    {
+        QFETCH(QString, targets);
+        QFETCH(QString, expected);
+        const std::vector<double> starts{20.0, 20.04, 20.08, 20.12};
+        std::optional<double> previous;
+        QStringList found;
+        for (const QString &t : targets.split(QLatin1Char(' '))) {
+            if (t == QLatin1String("previous")) {
+                previous = 19.96;
+                continue;
+            }
+            const auto index = pictureForTarget(starts, previous, t.toDouble());
+            found << (index ? QString::number(*index) : QStringLiteral("-"));
+        }
+        QCOMPARE(found.join(QLatin1Char(' ')), expected);
     }
 };
 
