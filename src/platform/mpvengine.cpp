@@ -566,9 +566,9 @@ private:
     // unturned picture, and room for a picture. A single step goes to the core, which shows it
     // soonest (it decodes only what that frame needs); a second one within a second of it goes to
     // the core too, and has the stretch before it decoded meanwhile, and once that holds a step's
-    // picture the steps show kept pictures. From then on the core stays where its last seek
-    // leaves it, and only a request it must serve (playing, a seek elsewhere) moves it, from
-    // there. Takes `completion` when it takes the seek.
+    // picture, or once a third comes while it decodes, the steps show kept pictures. From then on
+    // the core stays where its last seek leaves it, and only a request it must serve (playing, a
+    // seek elsewhere) moves it, from there. Takes `completion` when it takes the seek.
     bool stepThroughStretch(double target, std::function<void()> &completion)
     {
         if (!m_stretch || !m_requestRender || m_rotation != 0 || m_status != Status::ReadyToPlay ||
@@ -578,11 +578,13 @@ private:
             return false;
         StretchPictureRef picture = m_stretch->find(target);
         const bool back = isStepBack(target);
-        if (!m_corePlayhead && !picture) {
+        const auto now = std::chrono::steady_clock::now();
+        const bool again = m_lastBackStep && now - *m_lastBackStep < std::chrono::seconds(1);
+        // Past the second step, the steps wait for the stretch: more seeks of the core's would
+        // only slow its decoding down.
+        if (!m_corePlayhead && !picture && !(again && m_stretch->isDecoding())) {
             if (!back)
                 return false;
-            const auto now = std::chrono::steady_clock::now();
-            const bool again = m_lastBackStep && now - *m_lastBackStep < std::chrono::seconds(1);
             const double shown = m_media.playhead; // the frame the stretch ends on
             if (again && !m_stretch->isDecoding())
                 m_stretch->keepUntil(shown);
