@@ -128,7 +128,6 @@ public:
                                         MpvCore::Settings{options.drawsVideo, options.audioOutput,
                                                           options.reversalBytes, extraOptions}))
         , m_diskJobs(std::move(diskJobs))
-        , m_stretchRoom(options.reversalBytes)
     {
         m_media.reversalBytes = options.reversalBytes;
         m_media.turnAfter = options.turnBackAfter;
@@ -264,6 +263,9 @@ public:
             m_panY = panY;
             mpv_set_property_async(h, 0, "video-pan-y", MPV_FORMAT_DOUBLE, &panY);
         }
+        // A picture of our own moves with the zoom now, not when the core next redraws.
+        if (m_requestRender && m_core->shown.picture())
+            m_requestRender();
     }
 
     std::unique_ptr<VideoRenderer> createVideoRenderer(std::function<void()> frameReady) override
@@ -461,8 +463,8 @@ private:
             m_media.isReady = true;
             readKeyFrames();
             if (m_drawsVideo)
-                m_stretch = std::make_unique<PictureStretch>(m_core->path, m_stretchRoom, this,
-                                                             [this] { stretchChanged(); });
+                m_stretch = std::make_unique<PictureStretch>(m_core->path, m_media.reversalBytes,
+                                                             this, [this] { stretchChanged(); });
             Trace::event("loaded", number(m_media.duration));
             emit statusChanged();
             emit durationChanged();
@@ -573,7 +575,7 @@ private:
     {
         if (!m_stretch || !m_requestRender || m_rotation != 0 || m_status != Status::ReadyToPlay ||
             !m_paused || m_seeks.playhead() == SeekTracker::Playhead::Playing ||
-            m_media.pictureBytes <= 0 || m_media.pictureBytes > m_stretchRoom ||
+            m_media.pictureBytes <= 0 || m_media.pictureBytes > m_media.reversalBytes ||
             m_seeks.playNeedsSeek())
             return false;
         StretchPictureRef picture = m_stretch->find(target);
@@ -876,7 +878,6 @@ private:
         double target = 0;
         std::function<void()> completion;
     };
-    const int64_t m_stretchRoom;
     std::unique_ptr<PictureStretch> m_stretch; // once ready, for a player that draws
     std::vector<AwaitedStep> m_awaited;        // steps waiting for the stretch to decode
     StretchPictureRef m_shownStretch;

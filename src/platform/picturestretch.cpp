@@ -1,6 +1,7 @@
 #include "picturestretch.h"
 
 #include <QMetaObject>
+#include <QPointer>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -295,12 +296,11 @@ struct PictureStretch::Worker {
 PictureStretch::PictureStretch(QString path, int64_t room, QObject *context,
                                std::function<void()> changed)
     : m_worker(std::make_shared<Worker>(std::move(path)))
-    , m_context(context)
     , m_changed(std::move(changed))
     , m_room(room)
 {
     // The thread holds the worker: it may go on for a moment after this is gone.
-    std::thread([worker = m_worker, context = m_context, self = this] {
+    std::thread([worker = m_worker, context = QPointer<QObject>(context), self = this] {
         worker->run([&](Result result) {
             QMetaObject::invokeMethod(
                 context.data(),

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QObject>
-#include <QPointer>
 #include <QSize>
 #include <QString>
 
@@ -102,7 +101,6 @@ private:
     void finished(Result result);
 
     std::shared_ptr<Worker> m_worker;
-    QPointer<QObject> m_context;
     std::function<void()> m_changed;
     int64_t m_room;
     std::vector<StretchPictureRef> m_pictures; // oldest first

@@ -292,7 +292,6 @@ void PictureSurface::layoutPlayer()
     if (frame != m_pictureRect) {
         m_pictureRect = frame;
         emit pictureRectChanged();
-        update(); // where the player draws pictures of its own
     }
     if (m_player) {
         const VideoZoom zoom = videoZoom(bounds, m_videoSize, m_zoom.scale, m_zoom.offset);
