@@ -158,4 +158,7 @@ public:
     // A new player for the file at `url`. Loading starts at once (or as soon as the player's
     // picture has somewhere to go); the result is reported through statusChanged.
     virtual std::unique_ptr<MediaPlayer> createPlayer(const QUrl &url) = 0;
+    // A player for `url` will be asked for soon (once the disk has answered for it): the engine
+    // may start reading the file meanwhile.
+    virtual void prepare(const QUrl &url) { Q_UNUSED(url) }
 };

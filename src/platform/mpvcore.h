@@ -46,8 +46,9 @@ private:
     std::optional<Awaited> m_awaited;
 };
 
-// The picture shown instead of the core's: a step back through pictures the player decoded
-// itself (the core stays where it was). Set on the GUI thread, drawn on the render thread.
+// A picture the player decoded itself, shown instead of the core's: a step back through a
+// stretch (the core stays where it was), or the file's first picture until the core draws its
+// own. Set on the GUI thread, drawn on the render thread.
 class ShownPicture {
 public:
     void show(StretchPictureRef picture)
@@ -91,6 +92,7 @@ struct MpvCore {
     const QString path;
     PictureLog pictures; // used only while tracing
     ShownPicture shown;
+    ShownPicture opening; // dropped by the renderer once the core drew a picture
 
     // The file is loaded once it was found to be one the core can read without hanging, and,
     // for a player that draws, once its renderer exists. Each says so here, from any thread

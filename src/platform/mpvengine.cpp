@@ -10,14 +10,18 @@
 #include "trace.h"
 #include "windowsystem.h"
 
+#include <QCoreApplication>
 #include <QMetaObject>
+#include <QPointer>
 
 #include <mpv/client.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <mutex>
 #include <optional>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -115,10 +119,66 @@ QByteArray mapString(const mpv_node_list *map, const char *key)
     return {};
 }
 
+} // namespace
+
+// The first picture of a file, decoded on a thread of its own (a stalled disk holds up only that
+// thread) from the moment the file is named, so that it shows as soon as the window can draw: the
+// core opens the file only once its video output can start, and takes some hundreds of
+// milliseconds more for its own first frame.
+class OpeningDecode {
+public:
+    explicit OpeningDecode(QString path)
+        : path(std::move(path))
+    {
+    }
+
+    static std::shared_ptr<OpeningDecode> start(const QString &path)
+    {
+        auto decode = std::make_shared<OpeningDecode>(path);
+        std::thread([decode] {
+            std::optional<OpeningPicture> picture;
+            if (!isSpecialFile(decode->path))
+                picture = PictureStretch::decodeOpening(decode->path);
+            std::function<void(const OpeningPicture &)> later;
+            {
+                std::lock_guard lock(decode->m_mutex);
+                decode->m_isDone = true;
+                decode->m_picture = picture;
+                later = std::move(decode->m_later);
+            }
+            if (later && picture)
+                later(*picture);
+        }).detach();
+        return decode;
+    }
+
+    // The picture when decoded already; else `later` gets it from the decoding thread, if the
+    // file has one.
+    std::optional<OpeningPicture> pictureOr(std::function<void(const OpeningPicture &)> later)
+    {
+        std::lock_guard lock(m_mutex);
+        if (!m_isDone)
+            m_later = std::move(later);
+        return m_picture;
+    }
+
+    const QString path;
+
+private:
+    std::mutex m_mutex;
+    bool m_isDone = false;
+    std::optional<OpeningPicture> m_picture;
+    std::function<void(const OpeningPicture &)> m_later;
+};
+
+namespace {
+
 class MpvPlayer final : public MediaPlayer {
 public:
+    // `opening`: the decoding of the file's first picture, shown until the core draws.
     MpvPlayer(const QUrl &url, const MpvEngine::Options &options,
-              const MpvEngine::MpvOptions &extraOptions, std::shared_ptr<DiskJobs> diskJobs)
+              const MpvEngine::MpvOptions &extraOptions, std::shared_ptr<DiskJobs> diskJobs,
+              const std::shared_ptr<OpeningDecode> &opening)
         : m_url(url)
         , m_drawsVideo(options.drawsVideo)
         , m_display(options.drawsVideo ? WindowSystem::nativeDisplay()
@@ -169,6 +229,24 @@ public:
                 if (special)
                     failWith(specialFileError());
             });
+        if (opening) {
+            const QPointer self(this);
+            const std::optional<OpeningPicture> decoded =
+                opening->pictureOr([self](const OpeningPicture &picture) {
+                    QMetaObject::invokeMethod(
+                        QCoreApplication::instance(),
+                        [self, picture] {
+                            if (self)
+                                self->showOpening(picture);
+                        },
+                        Qt::QueuedConnection);
+                });
+            // Before the session first asks, and before the window first draws.
+            if (decoded) {
+                m_presentationSize = decoded->displaySize;
+                m_core->opening.show(decoded->picture);
+            }
+        }
     }
 
     ~MpvPlayer() override
@@ -264,7 +342,7 @@ public:
             mpv_set_property_async(h, 0, "video-pan-y", MPV_FORMAT_DOUBLE, &panY);
         }
         // A picture of our own moves with the zoom now, not when the core next redraws.
-        if (m_requestRender && m_core->shown.picture())
+        if (m_requestRender && (m_core->shown.picture() || m_core->opening.picture()))
             m_requestRender();
     }
 
@@ -278,6 +356,20 @@ public:
     }
 
 private:
+    void showOpening(const OpeningPicture &opening)
+    {
+        if (m_status == Status::Failed)
+            return;
+        // The core's own size, once known, stands.
+        if (m_presentationSize.isEmpty()) {
+            m_presentationSize = opening.displaySize;
+            emit presentationSizeChanged();
+        }
+        m_core->opening.show(opening.picture);
+        if (m_requestRender)
+            m_requestRender();
+    }
+
     static void wakeup(void *self)
     {
         auto *player = static_cast<MpvPlayer *>(self);
@@ -823,6 +915,7 @@ private:
         m_paused = true;
         leaveStretch();
         m_core->shown.show(nullptr);
+        m_core->opening.show(nullptr);
         Trace::event("failed", m_error->description);
         settleTrack();
         m_seeks.completeAll();
@@ -903,5 +996,15 @@ MpvEngine::MpvEngine(Options options, MpvOptions extraOptions, std::shared_ptr<D
 
 std::unique_ptr<MediaPlayer> MpvEngine::createPlayer(const QUrl &url)
 {
-    return std::make_unique<MpvPlayer>(url, m_options, m_extraOptions, m_diskJobs);
+    std::shared_ptr<OpeningDecode> opening = std::exchange(m_prepared, nullptr);
+    if (m_options.drawsVideo && url.isLocalFile() &&
+        (!opening || opening->path != url.toLocalFile()))
+        opening = OpeningDecode::start(url.toLocalFile());
+    return std::make_unique<MpvPlayer>(url, m_options, m_extraOptions, m_diskJobs, opening);
+}
+
+void MpvEngine::prepare(const QUrl &url)
+{
+    if (m_options.drawsVideo && url.isLocalFile())
+        m_prepared = OpeningDecode::start(url.toLocalFile());
 }

@@ -14,6 +14,7 @@
 // stopped answering) holds up its own threads only, never the window or the next file. Pipes,
 // sockets and devices named like videos never reach a core: they fail with a message.
 class DiskJobs;
+class OpeningDecode;
 
 class MpvEngine final : public MediaEngine {
 public:
@@ -46,9 +47,12 @@ public:
                        std::shared_ptr<DiskJobs> diskJobs = {});
 
     std::unique_ptr<MediaPlayer> createPlayer(const QUrl &url) override;
+    // Decodes the file's first picture meanwhile, to show before the player's core draws.
+    void prepare(const QUrl &url) override;
 
 private:
     Options m_options;
+    std::shared_ptr<OpeningDecode> m_prepared;
     MpvOptions m_extraOptions;
     std::shared_ptr<DiskJobs> m_diskJobs;
 };

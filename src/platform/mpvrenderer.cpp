@@ -11,6 +11,7 @@
 #include <mpv/render_gl.h>
 
 #include <atomic>
+#include <optional>
 
 namespace {
 
@@ -74,10 +75,6 @@ public:
         return isNew;
     }
 
-    // Lets go of the last picture once it no longer shows.
-    void forget() { m_uploaded.reset(); }
-    [[nodiscard]] bool isShown() const { return m_uploaded != nullptr; }
-
 private:
     bool upload(const StretchPictureRef &picture)
     {
@@ -140,31 +137,45 @@ public:
     [[nodiscard]] bool hasUpdate(const QRectF &picture) const override
     {
         return !m_context || m_updates.load() != m_renderedUpdates ||
-               m_core->shown.changes() != m_renderedShown ||
-               (m_stretch.isShown() && picture != m_stretchRect);
+               shownChanges() != m_renderedShown || (m_stretch && picture != m_stretchRect);
     }
 
     void render(unsigned fbo, QSize pixelSize, const QRectF &picture) override
     {
         if (!m_context)
             return;
-        m_renderedShown = m_core->shown.changes();
-        const StretchPictureRef shown = m_core->shown.picture();
+        m_renderedShown = shownChanges();
+        StretchPictureRef shown = m_core->shown.picture();
+        if (!shown && !m_coreHasDrawn)
+            shown = m_core->opening.picture();
         const bool coreUpdate = m_updates.load() != m_renderedUpdates;
         m_renderedUpdates = m_updates.load();
         // The core draws whenever it asks to, even under a picture of our own: its video output
         // waits for its frames to be drawn.
         if (!shown || coreUpdate)
             renderCore(fbo, pixelSize);
+        // The core's first picture replaces the opening one for good.
+        if (m_coreHasDrawn && m_core->opening.picture()) {
+            m_core->opening.show(nullptr);
+            m_renderedShown = shownChanges();
+            shown = m_core->shown.picture();
+        }
         m_stretchRect = picture;
         if (shown) {
-            if (m_stretch.draw(shown, fbo, pixelSize, picture) && Trace::enabled())
+            if (!m_stretch)
+                m_stretch.emplace();
+            if (m_stretch->draw(shown, fbo, pixelSize, picture) && Trace::enabled())
                 m_core->pictures.drew();
-        } else
-            m_stretch.forget();
+        } else {
+            // Its texture and buffers hold a picture's worth of memory each.
+            m_stretch.reset();
+        }
     }
 
-    [[nodiscard]] bool hasDrawnPicture() const override { return m_hasDrawnPicture; }
+    [[nodiscard]] bool hasDrawnPicture() const override
+    {
+        return m_coreHasDrawn || m_stretch.has_value();
+    }
 
     void renderCore(unsigned fbo, QSize pixelSize)
     {
@@ -180,7 +191,7 @@ public:
         };
         mpv_render_context_render(m_context, params);
         if (flags & MPV_RENDER_UPDATE_FRAME)
-            m_hasDrawnPicture = true;
+            m_coreHasDrawn = true;
         if (newPicture)
             m_core->pictures.drew();
     }
@@ -192,6 +203,11 @@ public:
     }
 
 private:
+    [[nodiscard]] uint64_t shownChanges() const
+    {
+        return m_core->shown.changes() + m_core->opening.changes();
+    }
+
     // Whether the frame that waits is a picture not drawn before (not a redraw of the last one).
     bool isNewPicture()
     {
@@ -246,8 +262,8 @@ private:
     uint64_t m_renderedUpdates = 0;
     uint64_t m_renderedShown = 0;
     QRectF m_stretchRect; // where the last render put a picture of the stretch
-    bool m_hasDrawnPicture = false;
-    StretchDrawer m_stretch;
+    bool m_coreHasDrawn = false;
+    std::optional<StretchDrawer> m_stretch;
 };
 
 } // namespace

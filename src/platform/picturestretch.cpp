@@ -6,6 +6,7 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/display.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
@@ -64,6 +65,8 @@ PictureConverter::~PictureConverter()
 
 const uint8_t *PictureConverter::convert(const StretchPicture &picture)
 {
+    if (!picture.m_rgba.empty())
+        return picture.m_rgba.data();
     const AVFrame *f = picture.m_frame;
     m_context = sws_getCachedContext(m_context, f->width, f->height, AVPixelFormat(f->format),
                                      f->width, f->height, AV_PIX_FMT_RGBA,
@@ -165,7 +168,7 @@ struct PictureStretch::Worker {
             avcodec_free_context(&codec);
             return false;
         }
-        codec->thread_count = 0; // one per core
+        codec->thread_count = threads;
         codec->pkt_timebase = format->streams[stream]->time_base;
         if (avcodec_open2(codec, decoder, nullptr) < 0) {
             avcodec_free_context(&codec);
@@ -291,7 +294,49 @@ struct PictureStretch::Worker {
     int stream = -1;
     double startTime = 0;
     bool failed = false;
+    int threads = 0; // 0: one per core
 };
+
+std::optional<OpeningPicture> PictureStretch::decodeOpening(const QString &path)
+{
+    Worker worker(path);
+    worker.threads = 1; // more threads would only hold the first picture back
+    worker.current = 1;
+    if (!worker.open())
+        return std::nullopt;
+    const AVStream *video = worker.format->streams[worker.stream];
+    if (const uint8_t *matrix = av_stream_get_side_data(video, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+        matrix &&
+        std::lround(av_display_rotation_get(reinterpret_cast<const int32_t *>(matrix))) % 360 != 0)
+        return std::nullopt;
+    // Freshly opened, the file reads from its start.
+    std::unique_ptr<StretchPicture> first;
+    bool done = false;
+    const auto take = [&](AVFrame *frame) {
+        const int64_t ts = frame->best_effort_timestamp;
+        const double start =
+            ts == AV_NOPTS_VALUE ? 0 : ts * av_q2d(video->time_base) - worker.startTime;
+        first.reset(new StretchPicture(frame, start));
+        done = true;
+    };
+    worker.readUntil(1, -std::numeric_limits<double>::infinity(), take, done);
+    if (!first)
+        return std::nullopt;
+    // Here rather than where it is drawn, while the window is still being made.
+    PictureConverter converter;
+    if (converter.convert(*first))
+        first->m_rgba = std::move(converter.m_rgba);
+    // The container's pixel aspect over the codec's, widening or heightening as mpv does.
+    AVRational aspect = video->sample_aspect_ratio;
+    if (aspect.num <= 0 || aspect.den <= 0)
+        aspect = first->m_frame->sample_aspect_ratio;
+    QSizeF size = first->size();
+    if (aspect.num > aspect.den && aspect.den > 0)
+        size.setWidth(std::round(size.width() * aspect.num / aspect.den));
+    else if (aspect.den > aspect.num && aspect.num > 0)
+        size.setHeight(std::round(size.height() * aspect.den / aspect.num));
+    return OpeningPicture{StretchPictureRef(std::move(first)), size};
+}
 
 PictureStretch::PictureStretch(QString path, int64_t room, QObject *context,
                                std::function<void()> changed)

@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QSize>
+#include <QSizeF>
 #include <QString>
 
 #include <cstdint>
@@ -36,9 +37,16 @@ private:
     struct AVFrame *m_frame;
     double m_start;
     int64_t m_bytes;
+    std::vector<uint8_t> m_rgba; // converted ahead, when it was
 };
 
 using StretchPictureRef = std::shared_ptr<const StretchPicture>;
+
+// The first picture of a video and the size it is shown at (its pixel aspect applied).
+struct OpeningPicture {
+    StretchPictureRef picture;
+    QSizeF displaySize;
+};
 
 // Turns pictures into 8-bit RGBA rows, top row first, with the colour matrix and range they were
 // encoded with. Keeps its buffers from one picture to the next; one thread at a time.
@@ -52,6 +60,7 @@ public:
     const uint8_t *convert(const StretchPicture &picture);
 
 private:
+    friend class PictureStretch;
     struct SwsContext *m_context = nullptr;
     std::vector<uint8_t> m_rgba;
 };
@@ -93,6 +102,11 @@ public:
     [[nodiscard]] bool hasFailed() const { return m_failed; }
     void clear();
     [[nodiscard]] int64_t bytes() const;
+
+    // The first picture of the video at `path`, decoded on the calling thread (which the disk may
+    // hold up). Nothing for a file libavcodec cannot decode, or whose picture is turned for
+    // display (the pictures are drawn unturned).
+    static std::optional<OpeningPicture> decodeOpening(const QString &path);
 
 private:
     struct Worker;

@@ -75,6 +75,7 @@ void PlaybackSession::open(const QUrl &url)
     // Access to the file and its folder takes file-system lookups (identities, bookmarks): the
     // player starts once the disk has answered, unless another file was opened meanwhile.
     m_isOpening = true;
+    m_engine.prepare(url);
     m_diskJobs.run(
         this,
         [url, held = m_accessedFolder, access = m_folderAccess, &preferences = m_preferences] {
