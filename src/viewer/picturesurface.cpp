@@ -172,8 +172,9 @@ public:
         }
         m_video->render(unsigned(framebuffer), m_targetSize, m_pictureRect);
         // A copy pays when frames without a new picture are likely to follow: while paused,
-        // or once the same picture was drawn twice in a row. Else a new picture drops it.
-        if (same || m_paused)
+        // or once the same picture was drawn twice in a row. Else a new picture drops it. The
+        // window's first frame goes without: the first picture shows sooner.
+        if (same || (m_paused && std::exchange(m_hasRendered, true)))
             m_kept.keep(GLuint(framebuffer), m_targetSize);
         else
             m_kept.drop();
@@ -198,6 +199,7 @@ private:
     QRectF m_pictureRect;
     bool m_paused = false;
     bool m_didShowPicture = false;
+    bool m_hasRendered = false;
     KeptPicture m_kept;
 };
 
