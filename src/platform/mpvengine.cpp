@@ -242,10 +242,8 @@ public:
                         Qt::QueuedConnection);
                 });
             // Before the session first asks, and before the window first draws.
-            if (decoded) {
-                m_presentationSize = decoded->displaySize;
-                m_core->opening.show(decoded->picture);
-            }
+            if (decoded)
+                showOpening(*decoded);
         }
     }
 
@@ -741,21 +739,13 @@ private:
         const double target = m_awaited.back().target;
         if (StretchPictureRef picture = m_stretch->find(target)) {
             showStretchPicture(picture, target);
-            for (AwaitedStep &step : std::exchange(m_awaited, {})) {
-                if (step.completion)
-                    step.completion();
-            }
+            AwaitedStep::completeAll(std::exchange(m_awaited, {}));
             return;
         }
         if (m_stretch->isDecoding() || m_stretch->keepEarlier())
             return;
-        std::vector<AwaitedStep> steps = std::exchange(m_awaited, {});
-        sendSeek(target, SeekMode::Exact, [steps = std::move(steps)] {
-            for (const AwaitedStep &step : steps) {
-                if (step.completion)
-                    step.completion();
-            }
-        });
+        sendSeek(target, SeekMode::Exact,
+                 [steps = std::exchange(m_awaited, {})] { AwaitedStep::completeAll(steps); });
     }
 
     // The core takes over: steps still waiting for their picture complete (a later request
@@ -970,6 +960,14 @@ private:
     struct AwaitedStep {
         double target = 0;
         std::function<void()> completion;
+
+        static void completeAll(const std::vector<AwaitedStep> &steps)
+        {
+            for (const AwaitedStep &step : steps) {
+                if (step.completion)
+                    step.completion();
+            }
+        }
     };
     std::unique_ptr<PictureStretch> m_stretch; // once ready, for a player that draws
     std::vector<AwaitedStep> m_awaited;        // steps waiting for the stretch to decode

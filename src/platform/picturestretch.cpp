@@ -211,8 +211,7 @@ struct PictureStretch::Worker {
             bool late = false;
             bool done = false;
             const auto take = [&](AVFrame *frame) {
-                const int64_t ts = frame->best_effort_timestamp;
-                const double start = ts == AV_NOPTS_VALUE ? 0 : ts * timeBase - startTime;
+                const double start = startOf(frame);
                 if (start > request.until + kTolerance) {
                     late = kept.empty() && !previous;
                     done = true;
@@ -238,6 +237,14 @@ struct PictureStretch::Worker {
             return result;
         }
         return result;
+    }
+
+    // When a decoded picture starts, in seconds, as mpv's time-pos reads it.
+    [[nodiscard]] double startOf(const AVFrame *frame) const
+    {
+        const int64_t ts = frame->best_effort_timestamp;
+        return ts == AV_NOPTS_VALUE ? 0
+                                    : ts * av_q2d(format->streams[stream]->time_base) - startTime;
     }
 
     // Feeds the decoder until `done`, the end of the file or a newer request; false for the
@@ -313,10 +320,7 @@ std::optional<OpeningPicture> PictureStretch::decodeOpening(const QString &path)
     std::unique_ptr<StretchPicture> first;
     bool done = false;
     const auto take = [&](AVFrame *frame) {
-        const int64_t ts = frame->best_effort_timestamp;
-        const double start =
-            ts == AV_NOPTS_VALUE ? 0 : ts * av_q2d(video->time_base) - worker.startTime;
-        first.reset(new StretchPicture(frame, start));
+        first.reset(new StretchPicture(frame, worker.startOf(frame)));
         done = true;
     };
     worker.readUntil(1, -std::numeric_limits<double>::infinity(), take, done);
